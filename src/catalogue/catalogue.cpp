@@ -1,0 +1,153 @@
+// The catalogue: stream names, shard ids and shard details as one text with a delimiter byte
+// between fields, copied into the host's buffer. Every call queries the service anew and copies
+// from the first byte; a host whose buffer was too small calls again with a larger one.
+#include <algorithm>
+#include <cstring>
+
+#include <aws/kinesis/model/DescribeStreamRequest.h>
+#include <aws/kinesis/model/ListStreamsRequest.h>
+#include <aws/kinesis/model/Shard.h>
+
+#include "env/kinesis_env.h"
+
+namespace rxk {
+
+namespace {
+
+// Writes the delimiter before every field but the first of a sequence.
+void appendField(std::string& text, const Aws::String& field, bool first, char delimiter) {
+    if (!first) text.push_back(delimiter);
+    text.append(field.data(), field.size());
+}
+
+void appendShardDetails(std::string& text, const Aws::Kinesis::Model::Shard& shard, char delimiter) {
+    appendField(text, shard.GetShardId(), true, delimiter);
+    appendField(text, shard.GetHashKeyRange().GetStartingHashKey(), false, delimiter);
+    appendField(text, shard.GetHashKeyRange().GetEndingHashKey(), false, delimiter);
+    appendField(text, shard.GetSequenceNumberRange().GetStartingSequenceNumber(), false, delimiter);
+    appendField(text, shard.GetSequenceNumberRange().GetEndingSequenceNumber(), false, delimiter);
+}
+
+}  // namespace
+
+int32_t KinesisEnv::getData(int32_t type, const char* streamName, const char* shardId, char* buffer,
+                            int32_t* lenBuffer, char delimiterByte) {
+    result.clear();
+    delimiter = delimiterByte;
+    pos = 0;
+    const int32_t entryLength = lenBuffer != nullptr ? *lenBuffer : 0;
+
+    switch (type) {
+        case RXK_LIST_STREAMS:
+            result = getListStream();
+            break;
+        case RXK_LIST_SHARDS:
+            if (streamName == nullptr) {
+                fail("id:%d KinesisEnv::getData missing stream name", id);
+            } else {
+                result = getListShardOrShardDetails(streamName, nullptr);
+            }
+            break;
+        case RXK_SHARD_DETAILS:
+            if (streamName == nullptr || shardId == nullptr) {
+                fail("id:%d KinesisEnv::getData missing stream name or shard id", id);
+            } else {
+                result = getListShardOrShardDetails(streamName, shardId);
+            }
+            break;
+        default:
+            break;  // no such listing: ends as "no result"
+    }
+
+    if (result.empty()) {
+        notify("id:%d KinesisEnv::getData no result", id);
+        if (buffer != nullptr && entryLength > 0) {
+            buffer[0] = '\0';
+            *lenBuffer = 0;
+        }
+        return RXK_ERROR;
+    }
+    if (buffer == nullptr || entryLength <= 0) {
+        fail("id:%d KinesisEnv::getData buffer NULL", id);
+        return RXK_ERROR;
+    }
+
+    const int64_t textLength = static_cast<int64_t>(result.size());
+    const int32_t copied = static_cast<int32_t>(std::min<int64_t>(textLength, entryLength - 1));
+    trace("id:%d KinesisEnv::getData len:%d readsize:%d data_len:%d", id, copied, entryLength,
+          static_cast<int>(textLength));
+    // String-copy semantics: a NUL delimiter ends the text the host sees, while the count still
+    // says how much of the buffer was given to it.
+    std::strncpy(buffer, result.c_str(), static_cast<std::size_t>(copied));
+    buffer[copied] = '\0';
+    pos += copied;
+    *lenBuffer = copied + 1;
+    trace("id:%d KinesisEnv::getData len:%d resultsize:%d pos:%d", id, copied, copied + 1, pos);
+    // An exact fit counts as cut: the host can't tell it from a text that went on.
+    return textLength >= static_cast<int64_t>(entryLength) - 1 ? RXK_CUT : RXK_OK;
+}
+
+// One ListStreams, first answer only. An account without streams is a failure like a failed call.
+std::string KinesisEnv::getListStream() {
+    const auto reportFailure = [this](const char* why) {
+        fail("id:%d KinesisEnv::getListStream error : [%s]", id, why);
+    };
+    const auto outcome = client->ListStreams(Aws::Kinesis::Model::ListStreamsRequest());
+    if (!outcome.IsSuccess()) {
+        reportFailure(outcome.GetError().GetMessage().c_str());
+        return std::string();
+    }
+    std::string text;
+    const auto& names = outcome.GetResult().GetStreamNames();
+    for (std::size_t i = 0; i < names.size(); ++i) appendField(text, names[i], i == 0, delimiter);
+    if (text.empty()) {
+        reportFailure("list streams empty");
+        return std::string();
+    }
+    return text;
+}
+
+// Follows DescribeStream's pages until the stream is exhausted, then writes the shard ids, or the
+// details of the one shard asked for. A failed page drops what earlier pages brought.
+std::string KinesisEnv::getListShardOrShardDetails(const std::string& streamName, const char* shardId) {
+    Aws::Kinesis::Model::DescribeStreamRequest request;
+    request.SetStreamName(streamName.c_str());
+    Aws::Vector<Aws::Kinesis::Model::Shard> shards;
+    Aws::String lastShardId;
+    do {
+        const auto outcome = client->DescribeStream(request);
+        const auto& description = outcome.GetResult().GetStreamDescription();
+        shards.insert(shards.end(), description.GetShards().begin(), description.GetShards().end());
+        const Aws::String& errorMessage = outcome.GetError().GetMessage();
+        if (!errorMessage.empty()) {
+            failWithSdkMessage(errorMessage, "id:%d KinesisEnv::getListShardOrShardDetails ERROR:", id);
+            return std::string();
+        }
+        const Aws::String startedAfter = lastShardId;
+        if (description.GetHasMoreShards() && !shards.empty()) {
+            lastShardId = shards.back().GetShardId();
+        } else {
+            lastShardId.clear();
+        }
+        // A page that says "more" but brings no shard past the last one would be asked for
+        // again and again: the listing ends with what it has.
+        if (!lastShardId.empty() && lastShardId == startedAfter) break;
+        if (!lastShardId.empty()) request.SetExclusiveStartShardId(lastShardId);
+    } while (!lastShardId.empty());
+
+    if (shards.empty()) {
+        fail("id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", id);
+        return std::string();
+    }
+    std::string text;
+    for (std::size_t i = 0; i < shards.size(); ++i) {
+        if (shardId == nullptr) {
+            appendField(text, shards[i].GetShardId(), i == 0, delimiter);
+        } else if (shards[i].GetShardId() == shardId) {
+            appendShardDetails(text, shards[i], delimiter);
+        }
+    }
+    return text;
+}
+
+}  // namespace rxk

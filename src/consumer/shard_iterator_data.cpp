@@ -1,0 +1,47 @@
+#include "consumer/shard_iterator_data.h"
+
+#include <cstring>
+#include <utility>
+
+namespace rxk {
+
+namespace {
+
+void copyName(char (&field)[kNameFieldBytes], const char* name) {
+    const std::size_t length = strnlen(name, kLongestName);
+    std::memcpy(field, name, length);
+    field[length] = '\0';
+}
+
+}  // namespace
+
+bool nameFitsField(const char* name) { return strnlen(name, kNameFieldBytes) < kNameFieldBytes; }
+
+ShardIteratorData::ShardIteratorData(const char* stream, const char* shard) {
+    copyName(shardId, shard);
+    copyName(streamName, stream);
+}
+
+bool ShardIteratorData::matches(const char* stream, const char* shard) const {
+    return std::strcmp(stream, streamName) == 0 && std::strcmp(shard, shardId) == 0;
+}
+
+void ShardIteratorData::fetchWithIteratorText(const Aws::Kinesis::KinesisClient& client) {
+    recordsRequest.SetShardIterator(iteratorText);
+    recordsOutcome = client.GetRecords(recordsRequest);
+    // A batch may hold thousands of records, already decoded once: take them over instead of
+    // copying. The outcome is our own non-const object and nothing reads its records later;
+    // its next iterator text stays in place for the following fetch.
+    auto& answered = const_cast<Aws::Vector<Aws::Kinesis::Model::Record>&>(
+        recordsOutcome.GetResult().GetRecords());
+    records = std::move(answered);
+    answered.clear();
+}
+
+void ShardIteratorData::fetchNextBatch(const Aws::Kinesis::KinesisClient& client) {
+    iteratorText = recordsOutcome.GetResult().GetNextShardIterator();
+    fetchWithIteratorText(client);
+    if (!records.empty()) cursor = 0;
+}
+
+}  // namespace rxk
