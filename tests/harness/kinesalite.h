@@ -1,0 +1,61 @@
+// The Kinesis emulator (kinesalite, from node_modules) as a child process on a free loopback
+// port, for tests that want a real stream behind the library.
+#pragma once
+
+#include "http_client.h"
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace rxk::test {
+
+class Kinesalite {
+public:
+    // Starts the emulator and waits until it answers (bounded); throws std::runtime_error with
+    // the reason (node or kinesalite missing: run `npm ci`; no answer in time; early exit).
+    Kinesalite();
+    // SIGTERM, then SIGKILL if it lingers; always reaped.
+    ~Kinesalite();
+    Kinesalite(const Kinesalite&) = delete;
+    Kinesalite& operator=(const Kinesalite&) = delete;
+
+    int port() const { return port_; }
+    std::string endpoint() const;  // "http://127.0.0.1:<port>"
+
+    // One Kinesis call to the emulator.
+    HttpResponse call(const std::string& operation, const std::string& jsonBody) const;
+
+    // Creates a stream and waits (bounded) until it is ACTIVE; throws on failure.
+    void createStream(const std::string& name, int shardCount = 1) const;
+    // createStream under a fresh uniqueStreamName(prefix); returns the name.
+    std::string createUniqueStream(const std::string& prefix = "rxk", int shardCount = 1) const;
+    std::vector<std::string> shardIds(const std::string& stream) const;
+
+    struct PutResult {
+        std::string shardId;
+        std::string sequenceNumber;
+    };
+    // Writes one record straight to the emulator (not through the library); throws on failure.
+    PutResult putRecord(const std::string& stream, const std::string& data,
+                        const std::string& partitionKey = "pk") const;
+
+private:
+    bool tryStart(int port, std::string& failure);
+    void terminate();
+
+    pid_t pid_ = -1;
+    int port_ = 0;
+};
+
+// One emulator per test binary, started on first use and stopped at exit, so each binary pays
+// the start-up once. Streams from different tests stay apart through uniqueStreamName.
+// Call it first from the main thread: the emulator is tied to the thread that starts it
+// (PR_SET_PDEATHSIG), and a start failure is remembered and rethrown.
+Kinesalite& sharedKinesalite();
+
+// A stream name no other test of this process uses: <prefix>-<pid>-<counter>.
+std::string uniqueStreamName(const std::string& prefix = "rxk");
+
+}  // namespace rxk::test
