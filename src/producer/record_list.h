@@ -30,6 +30,9 @@ inline bool isListPosition(const KinesisEnv& env, int32_t listId) {
     return listId >= 0 && static_cast<uint64_t>(listId) < env.recordLists.size();
 }
 
+// Stands for the text of an exception that has no object to ask (a catch (...) clause).
+constexpr char kUnknownExceptionText[] = "unknow";
+
 // Texts printed in place of an argument that was not given.
 inline const char* givenOrNull(const char* text) { return text != nullptr ? text : "NULL"; }
 
