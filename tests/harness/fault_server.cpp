@@ -616,6 +616,13 @@ std::vector<RecordedRequest> FaultServer::requests(const std::string& operation)
     return matching;
 }
 
+RecordedRequest FaultServer::lastRequest(const std::string& operation) const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    for (auto it = impl_->records.rbegin(); it != impl_->records.rend(); ++it)
+        if (it->operation == operation) return *it;
+    throw std::runtime_error("fault server: no " + operation + " request was recorded");
+}
+
 int FaultServer::requestCount() const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     return impl_->sequence;

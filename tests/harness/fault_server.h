@@ -56,6 +56,8 @@ public:
     // ---- what came ----
     std::vector<RecordedRequest> requests() const;
     std::vector<RecordedRequest> requests(const std::string& operation) const;
+    // The latest request of `operation`; throws std::runtime_error if none came.
+    RecordedRequest lastRequest(const std::string& operation) const;
     int requestCount() const;
     int requestCount(const std::string& operation) const;
     // Waits (bounded) until `count` requests of `operation` came; true if they did.

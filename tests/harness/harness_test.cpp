@@ -277,6 +277,16 @@ TEST(FaultServerFaults, RawBytesGoOutVerbatim) {
     EXPECT_EQ(server.requests().at(0).body, "{}");
 }
 
+TEST(FaultServerFaults, ChunkedAnswerIsReassembled) {
+    FaultServer server;
+    server.enqueue("PutRecord", Reply::chunked(200, putRecordReply().body, 7));
+    const auto response = kinesisPost(server.endpoint(), "PutRecord", "{\"StreamName\":\"c\"}");
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.body, putRecordReply().body);
+    EXPECT_EQ(jsonString(server.lastRequest("PutRecord").body, "StreamName"), "c");
+    EXPECT_THROW(server.lastRequest("GetRecords"), std::runtime_error);
+}
+
 TEST(FaultServerFaults, StopsPromptlyWithIdleConnectionsAndPendingDelays) {
     auto server = std::make_unique<FaultServer>();
     server->enqueue("GetRecords", Reply::json("{}").withDelay(Millis(10000)));

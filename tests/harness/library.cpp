@@ -108,6 +108,11 @@ void Library::load() {
 
 void* Library::symbol(const char* name) const { return ::dlsym(handle_, name); }
 
+Library& sharedLibrary() {
+    static Library library(Library::Unload::Never);
+    return library;
+}
+
 // ---- LogCapture ----
 
 void LogCapture::logSink(const char* text, std::int32_t length) { capturedLog().add(text, length); }

@@ -56,6 +56,10 @@ private:
     void* handle_ = nullptr;
 };
 
+// One Library per test binary, loaded on first use and never unloaded: the library's module
+// state (started flag, client table) then lives exactly as long as it would in the host.
+Library& sharedLibrary();
+
 // Path of the library under test from $RXK_LIBRARY ("" if unset).
 std::string libraryPathFromEnvironment();
 

@@ -166,6 +166,21 @@ Reply Reply::rawBytes(std::string bytes, bool closeAfterwards) {
     return reply;
 }
 
+Reply Reply::chunked(int status, const std::string& body, std::size_t chunkBytes) {
+    char statusLine[64];
+    std::snprintf(statusLine, sizeof statusLine, "HTTP/1.1 %d %s\r\n", status, status == 200 ? "OK" : "Status");
+    std::string raw = std::string(statusLine) +
+                      "Content-Type: application/x-amz-json-1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
+    const std::size_t step = std::max<std::size_t>(1, chunkBytes);
+    for (std::size_t at = 0; at < body.size(); at += step) {
+        const std::string chunk = body.substr(at, step);
+        char size[32];
+        std::snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+        raw += size + chunk + "\r\n";
+    }
+    return rawBytes(raw + "0\r\n\r\n", false);
+}
+
 // ---- Kinesis answers ----
 
 std::string sequenceNumber(std::uint64_t n) {

@@ -81,6 +81,9 @@ struct Reply {
     static Reply truncated(Reply full, std::size_t bodyBytesSent);
     static Reply stalled(Reply full, std::size_t bodyBytesBeforeStall, Millis stall);
     static Reply rawBytes(std::string bytes, bool closeAfterwards = true);
+    // A well-formed answer with Transfer-Encoding: chunked, `body` cut into chunks of chunkBytes
+    // (sent as raw bytes; the connection stays open).
+    static Reply chunked(int status, const std::string& body, std::size_t chunkBytes);
 };
 
 // ---- Kinesis answers ----
