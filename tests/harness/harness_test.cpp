@@ -331,6 +331,22 @@ TEST(LibraryLoader, NamesTheMissingVariable) {
     }
 }
 
+TEST(LibraryLoader, ResolvesEveryExport) {
+    Library library(RXK_FAKE_LIBRARY);
+    EXPECT_NE(library.handle(), nullptr);
+    EXPECT_NE(library.InititializeInterface, nullptr);
+    EXPECT_EQ(reinterpret_cast<void*>(library.Dummy), library.symbol("Dummy"));
+}
+
+TEST(LibraryLoader, NamesAMissingExport) {
+    try {
+        Library library(RXK_FAKE_LIBRARY_WITHOUT_DUMMY);
+        FAIL() << "loaded a library without Dummy";
+    } catch (const std::runtime_error& e) {
+        EXPECT_NE(std::string(e.what()).find("lacks the export(s): Dummy"), std::string::npos) << e.what();
+    }
+}
+
 TEST(LibraryLoader, ResolvesEveryExportOfTheLinkMap) {
     std::ifstream map(std::string(RXK_HARNESS_TEST_SOURCE_DIR) + "/src/rxkinesis.map");
     ASSERT_TRUE(map) << "src/rxkinesis.map not found";
