@@ -12,6 +12,7 @@
 #include <cctype>
 #include <cerrno>
 #include <condition_variable>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <deque>
@@ -140,7 +141,10 @@ public:
             return readChunkedBody(request.body);
         }
         const std::string length = request.header("content-length");
-        return readBody(length.empty() ? 0 : std::stoull(length), request.body);
+        char* end = nullptr;
+        const std::size_t bodyBytes = std::strtoull(length.c_str(), &end, 10);
+        if (end == nullptr || *end != '\0') return false;  // unreadable length: drop the connection
+        return readBody(bodyBytes, request.body);
     }
 
 private:
@@ -424,8 +428,14 @@ Reply FaultServer::Impl::answer(const RecordedRequest& request) {
         const auto it = handlers.find(request.operation);
         handler = it != handlers.end() ? it->second : catchAll;
     }
-    // Handlers run unlocked: they may ask the server what came so far.
-    return handler ? handler(request) : builtIn(request);
+    // Handlers run unlocked: they may ask the server what came so far. A throwing handler must
+    // not end the test process from a server thread; its test sees a 500 and the reason.
+    try {
+        return handler ? handler(request) : builtIn(request);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "fault server: the %s handler threw: %s\n", request.operation.c_str(), e.what());
+        return Reply::error(500, "HarnessHandlerFailure", e.what());
+    }
 }
 
 Reply FaultServer::Impl::builtIn(const RecordedRequest& request) {

@@ -43,7 +43,8 @@ int numberArgument(const char* option, const char* value) {
 
 Options parseOptions(int argc, char** argv) {
     Options options;
-    for (int i = 1; i < argc; ++i) {
+    // Every option takes one value: walk them in pairs.
+    for (int i = 1; i < argc; i += 2) {
         const std::string option = argv[i];
         const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (option == "--port")
@@ -56,7 +57,6 @@ Options parseOptions(int argc, char** argv) {
             options.portFile = value;
         else
             usage(("unknown option " + option).c_str());
-        ++i;
     }
     return options;
 }

@@ -140,6 +140,14 @@ TEST(FaultServerScript, OnAttemptsFallsBackForOtherAttempts) {
     EXPECT_EQ(kinesisPost(server.endpoint(), "GetRecords", "{\"ShardIterator\":\"a\"}").status, 200);
 }
 
+TEST(FaultServerScript, ThrowingHandlerAnswers500InsteadOfEndingTheProcess) {
+    FaultServer server;
+    server.setHandler("PutRecord", [](const RecordedRequest&) -> Reply { throw std::runtime_error("oops"); });
+    const auto response = kinesisPost(server.endpoint(), "PutRecord", "{}");
+    EXPECT_EQ(response.status, 500);
+    EXPECT_EQ(jsonString(response.body, "message"), "oops");
+}
+
 TEST(FaultServerScript, DescribeStreamServesShardsPageByPage) {
     FaultServer server;
     server.setHandler("DescribeStream", pagedDescribeStream("paged", 5, 2));
