@@ -1,0 +1,272 @@
+#include <aws/kinesis/KinesisClient.h>
+
+#include <aws/core/auth/signer/AWSAuthV4Signer.h>
+#include <aws/core/client/DefaultRetryStrategy.h>
+#include <aws/core/client/RetryStrategy.h>
+
+#include "core/curl_http_client.h"
+#include "core/encoding.h"
+#include "core/environment.h"
+#include "kinesis/endpoint_resolver.h"
+#include "kinesis/error_marshaller.h"
+#include "kinesis/request_serializer.h"
+#include "kinesis/response_parser.h"
+
+#include <sys/utsname.h>
+
+#include <chrono>
+#include <exception>
+#include <thread>
+
+namespace Aws {
+namespace Kinesis {
+
+using namespace Aws::Kinesis::Model;
+using Aws::Client::AWSError;
+using Aws::Client::CoreErrors;
+
+namespace {
+
+constexpr char kServiceName[] = "kinesis";
+constexpr char kTargetPrefix[] = "Kinesis_20131202.";
+constexpr char kContentType[] = "application/x-amz-json-1.1";
+constexpr char kSdkVersion[] = "1.11.0";
+// A server clock this far from ours means our signatures are about to be refused.
+constexpr std::chrono::minutes kMaxClockSkew{4};
+
+Aws::String DefaultUserAgent(const Aws::Client::ClientConfiguration& config) {
+  utsname system{};
+  Aws::String os = "Linux";
+  if (uname(&system) == 0) os = Aws::String(system.sysname) + "#" + system.release;
+  Aws::String agent = Aws::String("aws-sdk-cpp/") + kSdkVersion + " ua/2.1 api/Kinesis os/" + os +
+                      " lang/c++#C++" + std::to_string(__cplusplus / 100 % 100);
+#if defined(__x86_64__)
+  agent += " md/arch#x86_64";
+#elif defined(__aarch64__)
+  agent += " md/arch#aarch64";
+#endif
+#if defined(__clang__)
+  agent += " md/Clang#" + std::to_string(__clang_major__) + "." + std::to_string(__clang_minor__);
+#elif defined(__GNUC__)
+  agent += " md/GCC#" + std::to_string(__GNUC__) + "." + std::to_string(__GNUC_MINOR__);
+#endif
+  const Aws::String strategyName = config.retryStrategy ? config.retryStrategy->GetStrategyName() : "default";
+  if (strategyName == "default") agent += " m/D";
+  if (!config.appId.empty()) agent += " app/" + config.appId;
+  return agent;
+}
+
+Aws::Auth::AWSCredentials CredentialsFromEnvironment() {
+  return Aws::Auth::AWSCredentials(Internal::GetEnv("AWS_ACCESS_KEY_ID"), Internal::GetEnv("AWS_SECRET_ACCESS_KEY"),
+                                   Internal::GetEnv("AWS_SESSION_TOKEN"));
+}
+
+bool IsSuccessStatus(Aws::Http::HttpResponseCode status) {
+  const int code = static_cast<int>(status);
+  return code >= 200 && code < 300;
+}
+
+// The server's clock from an answer, if it sent one we can read.
+bool ServerTime(const Aws::Http::HeaderValueCollection& headers, Aws::Utils::DateTime& time) {
+  for (const char* name : {"date", "x-amz-date"}) {
+    const auto found = headers.find(name);
+    if (found == headers.end()) continue;
+    time = Aws::Utils::DateTime(found->second, Aws::Utils::DateFormat::AutoDetect);
+    if (time.WasParseSuccessful() && time != Aws::Utils::DateTime()) return true;
+  }
+  return false;
+}
+
+void AttachRequestId(Aws::NoResult&, const Aws::String&) {}
+
+template <typename Result>
+void AttachRequestId(Result& result, const Aws::String& requestId) {
+  if (!requestId.empty()) result.SetRequestId(requestId);
+}
+
+Aws::String HeaderValue(const Aws::Http::HeaderValueCollection& headers, const char* name) {
+  const auto found = headers.find(name);
+  return found == headers.end() ? Aws::String() : found->second;
+}
+
+}  // namespace
+
+class KinesisClient::Impl {
+ public:
+  Impl(const Aws::Auth::AWSCredentials& credentials, const Aws::Client::ClientConfiguration& config)
+      : m_endpoint(Internal::ResolveKinesisEndpoint(config)),
+        m_signer(credentials, kServiceName, Internal::SigningRegion(config.region)),
+        m_http(config, Internal::kJsonInputPadding),
+        m_retryStrategy(config.retryStrategy ? config.retryStrategy
+                                             : std::make_shared<Aws::Client::DefaultRetryStrategy>()),
+        m_userAgent(config.userAgent.empty() ? DefaultUserAgent(config) : config.userAgent),
+        m_requestTimeout(config.requestTimeoutMs),
+        m_clockSkewAdjustment(config.enableClockSkewAdjustment) {}
+
+  const Aws::String& Endpoint() const { return m_endpoint.url; }
+
+  template <typename Result, typename Request>
+  Aws::Utils::Outcome<Result, KinesisError> Invoke(const Request& request) const {
+    if (!m_endpoint.resolved) return KinesisError(m_endpoint.error);
+    try {
+      return InvokeWithRetries<Result>(request);
+    } catch (const std::exception& failure) {
+      // Out of memory, mostly. An operation reports; it does not throw.
+      return KinesisError(AWSError<CoreErrors>(CoreErrors::UNKNOWN, "", failure.what(), false));
+    }
+  }
+
+ private:
+  template <typename Result, typename Request>
+  Aws::Utils::Outcome<Result, KinesisError> InvokeWithRetries(const Request& request) const {
+    Internal::ConnectionLease connection(m_http);
+    Internal::SerializeRequest(request, connection->requestBody);
+    // The body is the same for every attempt, so it is hashed once.
+    const Aws::String payloadHash =
+        Aws::Client::SigV4::HashPayload(connection->requestBody.data(), connection->requestBody.size());
+    const Aws::String invocationId = Internal::RandomUuid();
+    const Aws::String target = kTargetPrefix + Aws::String(request.GetServiceRequestName());
+    Internal::ResponseParser& parser = ParserOf(*connection);
+    Internal::HttpAttemptResult response;
+    Aws::String ttl;
+    AWSError<CoreErrors> lastError;
+
+    for (long retries = 0;; ++retries) {
+      Aws::Client::SignableRequest signable;
+      signable.payloadHash = payloadHash;
+      signable.headers = BaseHeaders(target, invocationId, retries, ttl, connection->requestBody.size());
+      const Aws::Utils::DateTime signingTime = Aws::Utils::DateTime::Now();
+      m_signer.SignRequest(signable, signingTime);
+      m_http.Post(*connection, m_endpoint.url, signable.headers, response);
+
+      const Aws::String& body = connection->responseBody;
+      if (response.transportError == 0 && IsSuccessStatus(response.status)) {
+        Result result;
+        Aws::String parseMessage;
+        if (parser.Parse(body.data(), body.size(), true, result, parseMessage)) {
+          m_retryStrategy->RequestBookkeeping(true, lastError);
+          AttachRequestId(result, HeaderValue(response.headers, "x-amzn-requestid"));
+          Aws::Utils::Outcome<Result, KinesisError> outcome(std::move(result));
+          outcome.SetRetryCount(static_cast<unsigned>(retries));
+          return outcome;
+        }
+        lastError = Internal::MarshallUnreadableResult(parseMessage.c_str());
+        lastError.SetResponseCode(response.status);
+        lastError.SetResponseHeaders(response.headers);
+      } else if (response.transportError != 0) {
+        lastError = Internal::MarshallTransportError(response.transportError, response.transportMessage.c_str());
+      } else {
+        lastError = Internal::MarshallServiceError(response.status, response.headers,
+                                                   parser.ParseErrorPayload(body.data(), body.size(), true));
+      }
+      lastError.SetRemoteHostIpAddress(response.remoteIp);
+
+      Aws::Utils::DateTime serverTime;
+      const bool hasServerTime = ServerTime(response.headers, serverTime);
+      const bool skewCorrected = hasServerTime && CorrectClockSkew(serverTime, signingTime, lastError);
+      m_retryStrategy->RequestBookkeeping(false, lastError);
+      if (!m_retryStrategy->ShouldRetry(lastError, retries)) {
+        Aws::Utils::Outcome<Result, KinesisError> outcome{KinesisError(std::move(lastError))};
+        outcome.SetRetryCount(static_cast<unsigned>(retries));
+        return outcome;
+      }
+      ttl = hasServerTime ? TimeToLive() : Aws::String();
+      if (!skewCorrected) {
+        const long delay = m_retryStrategy->CalculateDelayBeforeNextRetry(lastError, retries);
+        if (delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+      }
+    }
+  }
+
+  Internal::HeaderList BaseHeaders(const Aws::String& target, const Aws::String& invocationId, long retries,
+                                   const Aws::String& ttl, size_t bodyLength) const {
+    Aws::String attempt = "attempt=" + std::to_string(retries + 1);
+    if (retries > 0) {
+      attempt = (ttl.empty() ? Aws::String() : "ttl=" + ttl + "; ") + attempt + "; max=" +
+                std::to_string(m_retryStrategy->GetMaxAttempts());
+    }
+    Internal::HeaderList headers;
+    headers.reserve(11);
+    headers.emplace_back("content-type", kContentType);
+    headers.emplace_back("x-amz-target", target);
+    headers.emplace_back("host", m_endpoint.authority);
+    headers.emplace_back("content-length", std::to_string(bodyLength));
+    headers.emplace_back("amz-sdk-invocation-id", invocationId);
+    headers.emplace_back("amz-sdk-request", std::move(attempt));
+    headers.emplace_back("user-agent", m_userAgent);
+    return headers;
+  }
+
+  // Learns the server's clock when it is far off ours; the retry then goes without delay.
+  bool CorrectClockSkew(const Aws::Utils::DateTime& serverTime, const Aws::Utils::DateTime& signingTime,
+                        AWSError<CoreErrors>& error) const {
+    if (!m_clockSkewAdjustment) return false;
+    const auto signedAt = signingTime + m_signer.GetClockSkew();
+    const auto difference = Aws::Utils::DateTime::Diff(serverTime, signedAt);
+    if (difference < kMaxClockSkew && difference > -kMaxClockSkew) return false;
+    m_signer.SetClockSkew(Aws::Utils::DateTime::Diff(serverTime, Aws::Utils::DateTime::Now()));
+    error.SetRetryableType(Aws::Client::RetryableType::RETRYABLE);
+    return true;
+  }
+
+  Aws::String TimeToLive() const {
+    const auto expiry = Aws::Utils::DateTime::Now() + m_signer.GetClockSkew() +
+                        std::chrono::milliseconds(m_requestTimeout);
+    return expiry.ToGmtString(Aws::Utils::DateFormat::ISO_8601_BASIC);
+  }
+
+  static Internal::ResponseParser& ParserOf(Internal::Connection& connection) {
+    if (!connection.userState) connection.userState = std::make_shared<Internal::ResponseParser>();
+    return *static_cast<Internal::ResponseParser*>(connection.userState.get());
+  }
+
+  Internal::ResolvedEndpoint m_endpoint;
+  mutable Aws::Client::AWSAuthV4Signer m_signer;
+  mutable Internal::CurlHttpClient m_http;
+  std::shared_ptr<Aws::Client::RetryStrategy> m_retryStrategy;
+  Aws::String m_userAgent;
+  long m_requestTimeout;
+  bool m_clockSkewAdjustment;
+};
+
+KinesisClient::KinesisClient(const Aws::Client::ClientConfiguration& clientConfiguration)
+    : m_impl(new Impl(CredentialsFromEnvironment(), clientConfiguration)) {}
+
+KinesisClient::KinesisClient(const Aws::Auth::AWSCredentials& credentials,
+                             const Aws::Client::ClientConfiguration& clientConfiguration)
+    : m_impl(new Impl(credentials, clientConfiguration)) {}
+
+KinesisClient::~KinesisClient() = default;
+
+const Aws::String& KinesisClient::GetEndpoint() const { return m_impl->Endpoint(); }
+
+CreateStreamOutcome KinesisClient::CreateStream(const CreateStreamRequest& request) const {
+  return m_impl->Invoke<Aws::NoResult>(request);
+}
+
+DescribeStreamOutcome KinesisClient::DescribeStream(const DescribeStreamRequest& request) const {
+  return m_impl->Invoke<DescribeStreamResult>(request);
+}
+
+GetRecordsOutcome KinesisClient::GetRecords(const GetRecordsRequest& request) const {
+  return m_impl->Invoke<GetRecordsResult>(request);
+}
+
+GetShardIteratorOutcome KinesisClient::GetShardIterator(const GetShardIteratorRequest& request) const {
+  return m_impl->Invoke<GetShardIteratorResult>(request);
+}
+
+ListStreamsOutcome KinesisClient::ListStreams(const ListStreamsRequest& request) const {
+  return m_impl->Invoke<ListStreamsResult>(request);
+}
+
+PutRecordOutcome KinesisClient::PutRecord(const PutRecordRequest& request) const {
+  return m_impl->Invoke<PutRecordResult>(request);
+}
+
+PutRecordsOutcome KinesisClient::PutRecords(const PutRecordsRequest& request) const {
+  return m_impl->Invoke<PutRecordsResult>(request);
+}
+
+}  // namespace Kinesis
+}  // namespace Aws
