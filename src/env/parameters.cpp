@@ -1,0 +1,104 @@
+// SetParam and GetParam: the client's parameters and counters by name. One table of keys
+// drives both directions; names compare without regard to case.
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <strings.h>
+
+#include "env/fault_translator.h"
+#include "env/kinesis_env.h"
+#include "frame/sync_lock.h"
+
+namespace rxk {
+namespace {
+
+enum class KeyKind {
+    Number,    // a 32-bit field, set and read as decimal text
+    Action,    // set only: does something, keeps nothing
+    Counters,  // read only: a counter group and firstFailedError
+};
+
+struct ParameterKey {
+    const char* name;
+    KeyKind kind;
+    std::atomic<int32_t> KinesisEnv::*number;
+    CounterGroup KinesisEnv::*counters;
+};
+
+constexpr ParameterKey kKeys[] = {
+    {"retry", KeyKind::Number, &KinesisEnv::retry, nullptr},
+    {"retryattemptshow", KeyKind::Number, &KinesisEnv::retryattemptshow, nullptr},
+    {"maxputrow", KeyKind::Number, &KinesisEnv::maxputrow, nullptr},
+    {"maxputlen", KeyKind::Number, &KinesisEnv::maxputlen, nullptr},
+    {"exceptiontranslator", KeyKind::Action, nullptr, nullptr},
+    {"retryattemptPutRecords", KeyKind::Counters, nullptr, &KinesisEnv::retryattemptPutRecords},
+    {"retryattemptFailRecords", KeyKind::Counters, nullptr, &KinesisEnv::retryattemptFailRecords},
+};
+
+// The key called `name` among those of `kind` or `otherKind`; null if none.
+const ParameterKey* findKey(const char* name, KeyKind kind, KeyKind otherKind) {
+    if (name == nullptr) return nullptr;
+    for (const ParameterKey& key : kKeys) {
+        if ((key.kind == kind || key.kind == otherKind) && strcasecmp(name, key.name) == 0) return &key;
+    }
+    return nullptr;
+}
+
+// Like atoi: leading blanks, an optional sign, the digits up to the first other character, 0
+// without digits. Values beyond 32 bits are held at the nearest bound instead of overflowing.
+int32_t numberOf(const char* value) {
+    const long long parsed = std::strtoll(value, nullptr, 10);
+    if (parsed > std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
+    if (parsed < std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(parsed);
+}
+
+// Room the caller gives for the counter text (see GetParam in rxkinesis.h).
+constexpr std::size_t kCounterTextBytes = RXK_ERROR_TEXT_BYTES + 88;
+
+}  // namespace
+
+int32_t KinesisEnv::setParam(const char* name, const char* value) {
+    const ParameterKey* key = findKey(name, KeyKind::Number, KeyKind::Action);
+    if (key == nullptr) {
+        fail("rxKinesis::setParam bad param name [%s]", name == nullptr ? "(null)" : name);
+        return RXK_ERROR;
+    }
+    // A number needs a text to read: a missing value changes nothing.
+    if (key->kind == KeyKind::Number && value == nullptr) {
+        fail("rxKinesis::setParam bad param value NULL [%s]", name);
+        return RXK_ERROR;
+    }
+    if (key->kind == KeyKind::Action) {
+        installFaultTranslator();
+        return RXK_OK;
+    }
+    (this->*(key->number)).store(numberOf(value));
+    return RXK_OK;
+}
+
+int32_t KinesisEnv::getParam(const char* name, char* buffer) {
+    const ParameterKey* key = findKey(name, KeyKind::Number, KeyKind::Counters);
+    if (key == nullptr) {
+        fail("rxKinesis::getParam bad param name [%s]", name == nullptr ? "(null)" : name);
+        return RXK_ERROR;
+    }
+    if (key->kind == KeyKind::Number) {
+        std::sprintf(buffer, "%d", static_cast<int>((this->*(key->number)).load()));
+        return RXK_OK;
+    }
+    CounterGroup counters;
+    std::string firstError;
+    {
+        SyncLockGuard guard(statsLock);
+        counters = this->*(key->counters);
+        firstError.assign(firstFailedError.data(), firstFailedError.size());
+    }
+    std::snprintf(buffer, kCounterTextBytes, "%" PRId64 ";%" PRId64 ";%" PRId64 ";%" PRId64 ";%s",
+                  counters.last, counters.min, counters.max, counters.sum, firstError.c_str());
+    return RXK_OK;
+}
+
+}  // namespace rxk

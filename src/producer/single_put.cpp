@@ -1,0 +1,94 @@
+// The single put: one request and one outcome per client, overwritten by each PutRecord and
+// read back by GetLastResultPutRecord. Keys a call doesn't give keep their earlier values.
+#include <aws/core/utils/Array.h>
+#include <aws/kinesis/model/PutRecordRequest.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "env/kinesis_env.h"
+
+namespace rxk {
+namespace {
+
+// The "no result" line shows the caller's output buffers, which hold no text of ours yet. They
+// are read no further than the longest stream name or shard id the service allows, which any
+// buffer sized for what it can receive holds.
+constexpr std::size_t kLongestServiceName = 128;
+
+const char* pointerWord(const void* pointer) { return pointer != nullptr ? "OK" : "NULL"; }
+
+void copyText(char* destination, const Aws::String& text) {
+    if (destination == nullptr) return;
+    std::memcpy(destination, text.c_str(), text.size() + 1);
+}
+
+}  // namespace
+
+const char* KinesisEnv::makeRandomKey() {
+    const uint64_t draw = randomRange(randomEngine);
+    std::snprintf(randomKeyText, sizeof randomKeyText, "%" PRIu64 "%020" PRIu64, draw, uint64_t{0});
+    return randomKeyText;
+}
+
+int32_t KinesisEnv::putRecord(const char* streamName, const char* partitionKey,
+                              const char* explicitHashKey, const void* data, int32_t length) {
+    lastPutStream = streamName;
+    trace("id:%d KinesisEnv::putRecord [%s] partitionKey:%s explicitHashKey:%s lenData:%d", id,
+          streamName, pointerWord(partitionKey), pointerWord(explicitHashKey), length);
+
+    lastPutRequest.SetStreamName(streamName);
+    if (partitionKey == nullptr && explicitHashKey == nullptr) {
+        const char* key = makeRandomKey();
+        lastPutRequest.SetPartitionKey(key);
+        lastPutRequest.SetExplicitHashKey(key);
+    } else {
+        if (partitionKey != nullptr) lastPutRequest.SetPartitionKey(partitionKey);
+        if (explicitHashKey != nullptr) lastPutRequest.SetExplicitHashKey(explicitHashKey);
+    }
+    lastPutRequest.SetData(Aws::Utils::ByteBuffer(static_cast<const unsigned char*>(data),
+                                                  static_cast<std::size_t>(length)));
+
+    lastPutOutcome = client->PutRecord(lastPutRequest);
+
+    if (lastPutOutcome.IsSuccess()) {
+        const Aws::Kinesis::Model::PutRecordResult& result = lastPutOutcome.GetResult();
+        const bool byPartitionKey = partitionKey != nullptr;
+        // After a random key both arguments are null, and the line shows that.
+        const char* shownKey = byPartitionKey ? partitionKey : explicitHashKey;
+        trace("id:%d KinesisEnv::putRecord [%s] success shardId:[%s] Sequence:[%s] %s:[%s]", id,
+              streamName, result.GetShardId().c_str(), result.GetSequenceNumber().c_str(),
+              byPartitionKey ? "PK" : "HK", shownKey != nullptr ? shownKey : "(null)");
+        return RXK_OK;
+    }
+    failWithSdkMessage(lastPutOutcome.GetError().GetMessage(), "id:%d KinesisEnv::putRecord [%s] error :",
+                       id, streamName);
+    return RXK_ERROR;
+}
+
+int32_t KinesisEnv::getLastResult(char* streamName, char* shardId, char* sequenceNumber,
+                                  unsigned char* success, char* partitionKey, char* explicitHashKey,
+                                  char* error, uint32_t* dataLength) {
+    if (lastPutStream.empty()) {
+        const int streamShown = streamName == nullptr ? 0 : static_cast<int>(strnlen(streamName, kLongestServiceName));
+        const int shardShown = shardId == nullptr ? 0 : static_cast<int>(strnlen(shardId, kLongestServiceName));
+        fail("id:%d KinesisEnv::getLastResult [%.*s]:[%.*s] error no result available", id, streamShown,
+             streamName == nullptr ? "" : streamName, shardShown, shardId == nullptr ? "" : shardId);
+        return RXK_ERROR;
+    }
+    const Aws::Kinesis::Model::PutRecordResult& result = lastPutOutcome.GetResult();
+    const bool succeeded = lastPutOutcome.IsSuccess();
+    if (streamName != nullptr) std::memcpy(streamName, lastPutStream.c_str(), lastPutStream.size() + 1);
+    copyText(shardId, result.GetShardId());
+    copyText(sequenceNumber, result.GetSequenceNumber());
+    if (success != nullptr) *success = succeeded ? 1 : 0;
+    copyText(error, succeeded ? Aws::String() : lastPutOutcome.GetError().GetMessage());
+    copyText(partitionKey, lastPutRequest.GetPartitionKey());
+    copyText(explicitHashKey, lastPutRequest.GetExplicitHashKey());
+    if (dataLength != nullptr) *dataLength = static_cast<uint32_t>(lastPutRequest.GetData().GetLength());
+    return RXK_OK;
+}
+
+}  // namespace rxk
