@@ -1,0 +1,115 @@
+#include "help_text.h"
+
+#ifndef RXKCAT_VERSION
+#define RXKCAT_VERSION "unknown"
+#endif
+
+namespace rxkcat {
+
+const char* helpText() {
+    return R"(rxkcat: a command-line host for librxkinesis (Amazon Kinesis Data Streams), kcat style:
+one mode flag, records through standard input and output.
+
+Usage: rxkcat MODE [OPTIONS] [FILE...]
+
+Modes
+  -L                 List: the streams of the account; with -s the shards of a stream;
+                     with -s and -p the details of one shard. One item per line.
+                       rxkcat -L
+                       rxkcat -L -s orders
+                       rxkcat -L -s orders -p shardId-000000000000
+  -P                 Produce: records from standard input (or the FILEs, "-" for standard
+                     input), one per line, sent in batches with PutRecords.
+                       seq 1 1000 | rxkcat -P -s orders
+                       rxkcat -P -s orders -k customer-42 events.txt
+                       printf 'a\0b\0' | rxkcat -P -s orders -D '\0'
+                       echo hello | rxkcat -P -s orders -1
+  -C                 Consume: records of every shard of a stream (or one shard with -p),
+                     printed by the -f format. Without -e or -c it follows the stream.
+                       rxkcat -C -s orders -e
+                       rxkcat -C -s orders -o end
+                       rxkcat -C -s orders -p shardId-000000000000 -o after:4959... -c 10
+                       rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %S %s\n' -e
+  -G                 Get one record by its sequence number.
+                       rxkcat -G -s orders -p shardId-000000000000 -q 49590338271490256608559692538361571095921575989136588898
+  -N                 Create a stream (-n shards, default 1) and wait until it lists its shards.
+                       rxkcat -N -s orders -n 4
+  -Z WORD            Run the library's exception probe (Dummy) with WORD, catch what arrives
+                     (SE_Exception, RX_Exception, std::exception, anything else) and say what.
+                       rxkcat -Z exception4
+  -h, --help         This text.    -V, --version   The version.
+
+Common options
+  -s, --stream NAME        The stream.
+  -p, --shard ID           The shard (consume one shard, get a record, shard details).
+  -X, --set KEY=VALUE      A library parameter, repeatable: client parameters retry,
+                           retryattemptshow, maxputrow, maxputlen, exceptiontranslator (SetParam);
+                           global parameters delimiter, statspath (SetGlobalParam).
+                             rxkcat -P -s orders -X retry=5 < events.txt
+  -r, --region REGION      Region (else $AWS_REGION, then $AWS_DEFAULT_REGION).
+  --access-key KEY         Access key id (else $AWS_ACCESS_KEY_ID).
+  --secret-key KEY         Secret key (else $AWS_SECRET_ACCESS_KEY).
+  --endpoint URL           Another endpoint (an emulator): sets AWS_ENDPOINT_URL_KINESIS.
+                           The library also honours $AWS_ENDPOINT_URL_KINESIS and $AWS_ENDPOINT_URL;
+                           without any of them it talks to the real service.
+  -l, --library PATH       The library to load (else $RXKCAT_LIBRARY, else next to this program
+                           in the build or install tree, else librxkinesis.so.0 by the loader).
+  -v, --verbose            The library's log on standard error; -vv its trace too.
+  --quiet                  No summary line on standard error.
+
+Produce options (-P)
+  -k, --key KEY            Partition key of every record (default: a random key per record).
+  -H, --hash-key KEY       Explicit hash key of every record.
+  -D, --delimiter DELIM    Record delimiter, escapes allowed: \n \t \r \0 \\ \xHH (default \n).
+                           The delimiter is not sent; empty records are skipped.
+  -b, --batch N            Records per PutRecords (default 500, at most 10000; the library's
+                           maxputrow and maxputlen limits also end a batch).
+  -1, --single             One PutRecord per record instead of batches.
+  --progress               The live progress line even when standard error is not a terminal
+                           (by default it shows on a terminal only); --no-progress: never.
+  Failed records are reported one by one with the library's error text; the summary on
+  standard error counts records sent and failed and the rate. Turn on resending of failed
+  records with -X retry=N (0: up to 1000 attempts).
+
+Consume options (-C, -G)
+  -o, --offset POS         Where to start: beginning (default), end, at:SEQ, after:SEQ, or
+                           ts:2026-01-01T00:00:00Z (UTC, optional .fraction). at:/after: need -p.
+  -f, --format FMT         Output per record (default '%s\n'):
+                             %s data   %S data length in bytes   %o sequence number
+                             %p shard  %T stream                 %% a percent sign
+                           and the escapes of -D.
+  -c, --count N            Stop after N records.
+  -e, --exit               Exit when every shard has run dry (two empty fetches in a row);
+                           without it, keep polling (pausing between empty fetches) until
+                           SIGINT or SIGTERM.
+  -b, --batch N            Records per fetch (default 10000).
+  -q, --sequence SEQ       (-G) The sequence number of the record.
+  Records come out of the library as text cut at their first NUL byte: %s shows the bytes
+  before it, %S the full length. Binary records with NUL bytes don't survive %s.
+
+Create options (-N)
+  -n, --shards N           Number of shards (default 1).
+  --no-wait                Return once the request is accepted.
+
+Exit status
+  0  done
+  1  failure: the library or the service failed (its error text is shown), or input/output
+     failed; records not yet sent were not sent
+  2  usage error: a wrong flag or value, or a missing region or key
+  3  partial failure: the requests went through but some records were refused
+
+Environment
+  AWS_REGION, AWS_DEFAULT_REGION, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,
+  AWS_ENDPOINT_URL_KINESIS, AWS_ENDPOINT_URL, RXKCAT_LIBRARY; the SDK's own, e.g.
+  AWS_RETRY_MODE=standard AWS_MAX_ATTEMPTS=1 for fewer retries inside each request.
+
+Example against a local emulator:
+  export AWS_ENDPOINT_URL_KINESIS=http://127.0.0.1:4567 AWS_REGION=us-east-1 \
+         AWS_ACCESS_KEY_ID=test AWS_SECRET_ACCESS_KEY=test
+  rxkcat -N -s demo && seq 1 5000 | rxkcat -P -s demo && rxkcat -C -s demo -e | wc -l
+)";
+}
+
+const char* versionText() { return "rxkcat " RXKCAT_VERSION "\n"; }
+
+}  // namespace rxkcat

@@ -1,0 +1,75 @@
+// The command line of rxkcat, parsed and checked into one Options value.
+#pragma once
+
+#include "record_format.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace rxkcat {
+
+enum class Mode { None, List, Produce, Consume, GetRecord, CreateStream, Probe, Help, Version };
+
+enum class ProgressDisplay { WhenTerminal, Always, Never };
+
+// Where a reading starts: a type code of StartShardIterator and its value.
+struct StartPosition {
+    int type = 4;          // RXK_TRIM_HORIZON
+    std::string value;     // sequence number or timestamp text, empty for the ends
+    bool needsShard() const;  // a sequence number belongs to one shard
+};
+
+struct Options {
+    Mode mode = Mode::None;
+    std::string stream;
+    std::string shard;
+
+    // Producing.
+    std::optional<std::string> partitionKey;
+    std::optional<std::string> explicitHashKey;
+    std::string inputDelimiter = "\n";
+    int batchSize = 0;  // 0: the mode's default
+    bool singlePut = false;
+    std::vector<std::string> inputFiles;  // empty: standard input
+    ProgressDisplay progress = ProgressDisplay::WhenTerminal;
+
+    // Consuming and reading.
+    StartPosition start;
+    RecordFormat format;
+    std::optional<int64_t> recordLimit;
+    bool exitAtEnd = false;
+    std::string sequenceNumber;
+
+    // Creating.
+    int shardCount = 1;
+    bool waitForStream = true;
+
+    // Probing.
+    std::string probeWord;
+
+    // Client and library.
+    std::vector<std::pair<std::string, std::string>> parameters;  // -X key=value, in order
+    std::string region;
+    std::string accessKeyId;
+    std::string secretKey;
+    std::string endpoint;
+    std::string libraryPath;
+    int verbosity = 0;
+    bool quiet = false;
+};
+
+// Default batch sizes: records per PutRecords, records per GetRecords.
+constexpr int kDefaultProduceBatch = 500;
+constexpr int kDefaultFetchLimit = 10000;
+constexpr int kMaxFetchLimit = 10000;
+
+// Parses argv; throws UsageError naming the flag at fault. Reads the environment for the
+// region, the keys and the library path where the command line gives none.
+Options parseCommandLine(int argc, char** argv);
+
+int effectiveBatchSize(const Options& options);
+
+}  // namespace rxkcat

@@ -1,0 +1,42 @@
+#include "stop_signal.h"
+
+#include <signal.h>
+#include <time.h>
+
+#include <algorithm>
+
+namespace rxkcat {
+namespace {
+
+volatile sig_atomic_t stopFlag = 0;
+
+void onStopSignal(int) { stopFlag = 1; }
+
+constexpr std::chrono::milliseconds kPauseSlice{20};
+
+}  // namespace
+
+void installStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = onStopSignal;
+    sigemptyset(&action.sa_mask);
+    // No SA_RESTART: a read blocked on standard input returns EINTR and the producer stops.
+    // SA_RESETHAND: the second signal takes the default action, for a call stuck in the SDK.
+    action.sa_flags = SA_RESETHAND;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+bool stopRequested() { return stopFlag != 0; }
+
+void pauseUnlessStopped(std::chrono::milliseconds duration) {
+    while (duration.count() > 0 && !stopRequested()) {
+        const auto slice = std::min(duration, kPauseSlice);
+        const struct timespec interval {0, static_cast<long>(slice.count()) * 1000000L};
+        nanosleep(&interval, nullptr);
+        duration -= slice;
+    }
+}
+
+}  // namespace rxkcat
