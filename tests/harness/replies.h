@@ -119,13 +119,16 @@ Reply emptyListStreams();
 Reply shardIteratorReply(const std::string& iterator);
 
 struct TestRecord {
-    TestRecord(std::string recordData = {}, std::string key = "pk")
-        : data(std::move(recordData)), partitionKey(std::move(key)) {}
+    // {data}, {data, key}, {data, key, sequence} ... all work, without missing-initializer noise.
+    TestRecord(std::string recordData = {}, std::string key = "pk", std::string sequence = {},
+               double arrival = 1767225600.123)
+        : data(std::move(recordData)), partitionKey(std::move(key)), sequenceNumber(std::move(sequence)),
+          arrivalSeconds(arrival) {}
 
     std::string data;            // raw bytes; the builder base64-encodes them
     std::string partitionKey;
     std::string sequenceNumber;  // empty: sequenceNumber(position + 1)
-    double arrivalSeconds = 1767225600.123;  // epoch seconds, as the service sends them
+    double arrivalSeconds;       // epoch seconds, as the service sends them
 };
 // GetRecords answer; an empty nextIterator leaves NextShardIterator out (a closed shard).
 Reply getRecordsReply(const std::vector<TestRecord>& records, const std::string& nextIterator,
