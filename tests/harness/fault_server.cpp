@@ -249,6 +249,9 @@ std::string responseHead(const Reply& reply, int sequence, bool closing) {
     return head + "\r\n";
 }
 
+// Stands in a canned GetRecords body where the next iterator goes.
+constexpr const char* kCannedIteratorMark = "canned-@next@";
+
 // The body the canned GetRecords hands out: every record the same, data of recordBytes bytes.
 std::string cannedRecordsBody(const FaultServer::CannedAnswers& answers) {
     std::vector<TestRecord> records(static_cast<std::size_t>(std::max(0, answers.recordsPerGet)));
@@ -256,7 +259,23 @@ std::string cannedRecordsBody(const FaultServer::CannedAnswers& answers) {
         records[i].data.assign(static_cast<std::size_t>(std::max(0, answers.recordBytes)), 'r');
         records[i].partitionKey = std::to_string(i);
     }
-    return getRecordsReply(records, "canned-iterator").body;
+    return getRecordsReply(records, kCannedIteratorMark).body;
+}
+
+// The batch number k of a canned iterator "canned-<k>" (0 for anything else).
+long cannedBatchNumber(const std::string& iterator) {
+    const std::string prefix = "canned-";
+    if (iterator.compare(0, prefix.size(), prefix) != 0) return 0;
+    return std::strtol(iterator.c_str() + prefix.size(), nullptr, 10);
+}
+
+// A canned GetRecords body whose NextShardIterator names the next batch.
+std::string cannedBatchBody(const std::string& templateBody, long nextBatch) {
+    std::string body = templateBody;
+    const std::size_t mark = body.find(kCannedIteratorMark);
+    if (mark != std::string::npos)
+        body.replace(mark, std::strlen(kCannedIteratorMark), "canned-" + std::to_string(nextBatch));
+    return body;
 }
 
 // Counts the records of a PutRecords body without parsing it: each entry has one "Data" member
@@ -302,6 +321,7 @@ struct FaultServer::Impl {
 
     bool canned = false;
     std::string cannedGetRecordsBody;
+    long cannedBatchesPerIterator = 0;
     std::map<int, std::string> cannedPutRecordsBodies;
 
     void listen(int requestedPort);
@@ -460,10 +480,14 @@ bool FaultServer::Impl::cannedReply(const RecordedRequest& request, Reply& reply
     } else if (operation == "PutRecord") {
         reply = putRecordReply();
     } else if (operation == "GetShardIterator") {
-        reply = shardIteratorReply("canned-iterator");
+        reply = shardIteratorReply("canned-0");
     } else if (operation == "GetRecords") {
+        const long batch = cannedBatchNumber(jsonString(request.body, "ShardIterator"));
         std::lock_guard<std::mutex> lock(mutex);
-        reply = Reply::json(cannedGetRecordsBody);
+        if (cannedBatchesPerIterator > 0 && batch >= cannedBatchesPerIterator)
+            reply = getRecordsReply({}, "canned-" + std::to_string(batch + 1));
+        else
+            reply = Reply::json(cannedBatchBody(cannedGetRecordsBody, batch + 1));
     } else {
         return false;
     }
@@ -603,6 +627,7 @@ void FaultServer::useCannedAnswers(CannedAnswers answers) {
     std::string body = cannedRecordsBody(answers);
     std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->cannedGetRecordsBody = std::move(body);
+    impl_->cannedBatchesPerIterator = answers.batchesPerIterator;
     impl_->cannedPutRecordsBodies.clear();
     impl_->recordContents = false;
     impl_->canned = true;

@@ -25,9 +25,12 @@ public:
 
     // Prebuilt answers for benchmarks: PutRecords all succeed, GetRecords gives a batch of
     // recordsPerGet records of recordBytes bytes each; nothing is recorded but counts.
+    // With batchesPerIterator > 0 a shard runs dry after that many batches: the iterators are
+    // "canned-<k>", and GetRecords for k >= batchesPerIterator answers an empty batch.
     struct CannedAnswers {
         int recordsPerGet = 10;
         int recordBytes = 100;
+        int batchesPerIterator = 0;
     };
 
     // Listens at once on 127.0.0.1:port (0: a free port).

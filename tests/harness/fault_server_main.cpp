@@ -27,7 +27,8 @@ struct Options {
 [[noreturn]] void usage(const char* problem) {
     std::fprintf(stderr,
                  "rxk_fault_server: %s\n"
-                 "usage: rxk_fault_server [--port P] [--records-per-get N] [--record-bytes M] [--port-file FILE]\n"
+                 "usage: rxk_fault_server [--port P] [--records-per-get N] [--record-bytes M]\n"
+                 "                        [--batches-per-iterator K] [--port-file FILE]\n"
                  "  e.g. rxk_fault_server --port 0 --records-per-get 500 --record-bytes 1024\n",
                  problem);
     std::exit(2);
@@ -53,6 +54,8 @@ Options parseOptions(int argc, char** argv) {
             options.canned.recordsPerGet = numberArgument(argv[i], value);
         else if (option == "--record-bytes")
             options.canned.recordBytes = numberArgument(argv[i], value);
+        else if (option == "--batches-per-iterator")
+            options.canned.batchesPerIterator = numberArgument(argv[i], value);
         else if (option == "--port-file" && value != nullptr)
             options.portFile = value;
         else
