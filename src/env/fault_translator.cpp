@@ -1,13 +1,15 @@
 // Processor faults as C++ exceptions.
 //
 // One process-wide handler for SIGSEGV, SIGBUS, SIGFPE and SIGILL is installed when the library
-// is loaded (and, should that ever have been skipped, at the first installFaultTranslator()), so
-// that a fault in the library's own code reaches a catch (...) clause on any thread, not only on
-// the threads that installed the translator. The handler throws only for a fault raised by the
-// processor at an instruction of this shared object: the library is compiled with
-// -fnon-call-exceptions, so the throw unwinds from the faulting instruction as if it had been
-// a call. Everything else (faults in the host or in other libraries, signals sent with kill)
-// goes to the handler that was installed before ours, or to the default action.
+// is loaded (installFaultTranslator() makes sure of it too), so that a fault in the library's own
+// code reaches a catch (...) clause on any thread, not only on the threads that installed the
+// translator. The handler throws only for a fault raised by the processor at an instruction of
+// this shared object: the library is compiled with -fnon-call-exceptions, so the throw unwinds
+// from the faulting instruction as if it had been a call. (A compiler without non-call
+// exceptions, such as clang, still unwinds through a faulting function that needs no cleanup;
+// one that does ends in std::terminate.) Everything else (faults in the host or in other
+// libraries, signals sent with kill) goes to the handler that was installed before ours, or to
+// the default action.
 //
 // The handlers saved at installation are put back when the library is unloaded, unless someone
 // replaced ours in the meantime: after dlclose no signal may land in code that is gone.
@@ -19,6 +21,7 @@
 #include "env/fault_translator.h"
 
 #include <link.h>
+#include <pthread.h>
 #include <signal.h>
 #include <ucontext.h>
 
@@ -41,10 +44,9 @@ struct StructuredFault {
 constexpr int kTranslatedSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 constexpr std::size_t kSignalCount = sizeof kTranslatedSignals / sizeof kTranslatedSignals[0];
 
-// A fault this close below (or just above) the interrupted stack pointer ran into the end of
-// the stack rather than through a bad pointer.
+// A fault this close to the interrupted stack pointer ran into the end of the stack rather than
+// through a bad pointer: the only unmapped memory that near is the stack's guard area.
 constexpr std::uintptr_t kStackOverflowReach = 64 * 1024;
-constexpr std::uintptr_t kRedZone = 256;
 
 struct AddressRange {
     std::uintptr_t begin;
@@ -61,9 +63,11 @@ struct sigaction previousActions[kSignalCount];
 bool handlersInstalled = false;  // guarded by installMutex
 std::mutex installMutex;
 
-// Initial-exec: the handler reads the flag, and the general-dynamic model may allocate on a
-// thread's first access, which a signal handler must not do.
-thread_local bool translatorOnThisThread __attribute__((tls_model("initial-exec"))) = false;
+// Which threads installed the translator: a thread-specific value rather than a thread_local,
+// because the handler reads it, and the first access to a thread_local of a dlopened library
+// may allocate memory. Any non-null value marks a thread. Created with the handlers.
+pthread_key_t translatorKey;
+bool translatorKeyReady = false;
 
 void onFault(int signal, siginfo_t* info, void* context);
 
@@ -105,7 +109,7 @@ bool isOwnCode(std::uintptr_t address) {
 // ---- classifying a fault ----
 
 bool nearStackPointer(std::uintptr_t faultAddress, std::uintptr_t stackPointer) {
-    return faultAddress <= stackPointer + kRedZone && faultAddress + kStackOverflowReach >= stackPointer;
+    return faultAddress <= stackPointer + kStackOverflowReach && faultAddress + kStackOverflowReach >= stackPointer;
 }
 
 unsigned int accessFaultCode(const siginfo_t* info, const ucontext_t* context) {
@@ -176,7 +180,7 @@ void onFault(int signal, siginfo_t* info, void* context) {
         return;
     }
     const unsigned int code = faultCode(signal, info, machine);
-    if (translatorOnThisThread) throw SE_Exception(code);
+    if (faultTranslatorInstalled()) throw SE_Exception(code);
     throw StructuredFault{code};
 }
 
@@ -185,6 +189,7 @@ void onFault(int signal, siginfo_t* info, void* context) {
 void installProcessHandlers() {
     std::lock_guard<std::mutex> lock(installMutex);
     if (handlersInstalled) return;
+    translatorKeyReady = translatorKeyReady || pthread_key_create(&translatorKey, nullptr) == 0;
     locateOwnCode();
     struct sigaction action {};
     action.sa_sigaction = onFault;
@@ -213,6 +218,8 @@ void restorePreviousHandlers() {
         }
     }
     handlersInstalled = false;
+    if (translatorKeyReady) pthread_key_delete(translatorKey);
+    translatorKeyReady = false;
 }
 
 // Installs the handlers when the library is loaded and takes them away when it is unloaded.
@@ -229,9 +236,11 @@ ProcessHandlers processHandlers;
 
 void installFaultTranslator() noexcept {
     installProcessHandlers();
-    translatorOnThisThread = true;
+    if (translatorKeyReady) pthread_setspecific(translatorKey, &translatorKey);
 }
 
-bool faultTranslatorInstalled() noexcept { return translatorOnThisThread; }
+bool faultTranslatorInstalled() noexcept {
+    return translatorKeyReady && pthread_getspecific(translatorKey) != nullptr;
+}
 
 }  // namespace rxk
