@@ -237,10 +237,11 @@ struct AWSAuthV4Signer::KeyCache {
 };
 
 AWSAuthV4Signer::AWSAuthV4Signer(const Aws::Auth::AWSCredentials& credentials, const char* serviceName,
-                                 const Aws::String& region)
+                                 const Aws::String& region, bool normalizePath)
     : m_credentials(credentials),
       m_serviceName(serviceName ? serviceName : ""),
       m_region(region),
+      m_normalizePath(normalizePath),
       m_keyCache(new KeyCache) {}
 
 AWSAuthV4Signer::~AWSAuthV4Signer() = default;
@@ -274,7 +275,7 @@ bool AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::Da
   if (!m_credentials.GetSessionToken().empty()) headers.emplace_back(kSecurityTokenHeader, m_credentials.GetSessionToken());
   if (addContentSha256Header) headers.emplace_back(kContentSha256Header, request.payloadHash);
 
-  const Aws::String canonicalRequest = SigV4::CanonicalRequest(request, true);
+  const Aws::String canonicalRequest = SigV4::CanonicalRequest(request, m_normalizePath);
   const Aws::String scope = SigV4::CredentialScope(date, m_region, m_serviceName);
   const Aws::String signature = SigV4::Signature(CachedSigningKey(date), SigV4::StringToSign(canonicalRequest, amzDate, scope));
   headers.emplace_back(kAuthorizationHeader, Aws::String(SigV4::kAlgorithm) + " Credential=" +

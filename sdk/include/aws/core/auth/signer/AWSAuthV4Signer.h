@@ -58,7 +58,9 @@ Aws::String HashPayload(const void* data, size_t length);
 // signing key is derived once per day and shared.
 class AWSAuthV4Signer {
  public:
-  AWSAuthV4Signer(const Aws::Auth::AWSCredentials& credentials, const char* serviceName, const Aws::String& region);
+  // normalizePath: canonicalise "." / ".." segments and repeated slashes (off only for S3).
+  AWSAuthV4Signer(const Aws::Auth::AWSCredentials& credentials, const char* serviceName, const Aws::String& region,
+                  bool normalizePath = true);
   ~AWSAuthV4Signer();
 
   AWSAuthV4Signer(const AWSAuthV4Signer&) = delete;
@@ -85,6 +87,7 @@ class AWSAuthV4Signer {
   Aws::Auth::AWSCredentials m_credentials;
   Aws::String m_serviceName;
   Aws::String m_region;
+  bool m_normalizePath;
   std::unique_ptr<KeyCache> m_keyCache;
 };
 
