@@ -534,6 +534,44 @@ TEST_F(BatchTest, CountersAccumulateOverSeveralBatches) {
     EXPECT_EQ(param(client_, "retryattemptPutRecords"), "1;1;2;3;second failure of attempt 1");
 }
 
+// firstFailedError is "None" from the entry to the loop until a failed entry gives its words:
+// an answer that counts a failure but names none leaves it at "None".
+TEST_F(BatchTest, FirstFailedErrorStaysNoneWhenNoEntryNamesAFailure) {
+    const Reply countsWithoutNaming = Reply::json(
+        R"({"FailedRecordCount":1,"Records":[{"SequenceNumber":")" + sequenceNumber(5) + R"(","ShardId":")" +
+        kShard + R"("}]})");
+    server_.setHandler("PutRecords", onAttempts({1}, countsWithoutNaming, failingByAttempt({})));
+    setParam(client_, "retry", "1");
+    appendRecords(1);
+    EXPECT_EQ(send().result, RXK_OK);
+    EXPECT_EQ(param(client_, "retryattemptPutRecords"), "1;1;1;1;None");
+    EXPECT_EQ(param(client_, "retryattemptFailRecords"), "1;1;1;1;None");
+    EXPECT_EQ(readBack(0).sequence, sequenceNumber(5));
+}
+
+// Answers whose length doesn't match their request (fewer entries, then more) are read only as
+// far as both go: nothing is read or written outside the records and outcomes held.
+TEST_F(BatchTest, MismatchedAnswerLengthsStayInBounds) {
+    const Reply shortAnswer =
+        Reply::json(R"({"FailedRecordCount":2,"Records":[{"ErrorCode":"InternalFailure","ErrorMessage":"short"}]})");
+    const Reply longAnswer = putRecordsReply(3, {}, "", "", 7000);
+    server_.setHandler("PutRecords",
+                       onAttempts({1}, shortAnswer, onAttempts({2}, longAnswer, failingByAttempt({}))));
+    setParam(client_, "retry", "2");
+    appendRecords(3);
+
+    const Sent sent = send();
+    EXPECT_EQ(sent.result, RXK_OK);
+    EXPECT_EQ(sent.output, 1);
+    EXPECT_EQ(sent.failed, 1) << "one named failure settled by the retry";
+    const std::vector<std::vector<std::string>> expected = {{"record-0", "record-1", "record-2"}, {"record-0"}};
+    EXPECT_EQ(sentData(), expected);
+    const ReadBack first = readBack(0);
+    EXPECT_EQ(first.success, 1);
+    EXPECT_EQ(first.sequence, sequenceNumber(7000));
+    EXPECT_EQ(readBack(1).result, RXK_ERROR);
+}
+
 // Trace lines of a send: the first answer and the result.
 TEST_F(BatchTest, SendTraceLinesCarryTheCounts) {
     server_.setHandler("PutRecords", failingByAttempt({{1, {1}}}));
