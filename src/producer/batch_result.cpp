@@ -1,5 +1,6 @@
 // GetLastResultPutRecords: the outcome of one record of a list's latest send, by position in the
 // first request. A pure read: the list stays as it is, and a repeated call answers the same.
+#include <algorithm>
 #include <cstring>
 
 #include "producer/record_list.h"
@@ -10,9 +11,11 @@ namespace {
 constexpr char kListNotFound[] = "id:%d KinesisEnv::getLastResult list [%d] not found";
 constexpr char kIndexOutside[] = "id:%d KinesisEnv::getLastResult error listId:%d index:%d EntryListSize:%d";
 
-// The host sizes its buffers for the longest text: the copy has no bound of its own.
+// The header promises that RXK_ERROR_TEXT_BYTES holds any value: a longer text (a service
+// message, a host's overlong key) is cut to fit rather than written past the host's buffer.
 void copyText(char* destination, const char* text, std::size_t length) {
     if (destination == nullptr) return;
+    length = std::min<std::size_t>(length, RXK_ERROR_TEXT_BYTES - 1);
     std::memcpy(destination, text, length);
     destination[length] = '\0';
 }

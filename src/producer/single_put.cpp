@@ -3,6 +3,7 @@
 #include <aws/core/utils/Array.h>
 #include <aws/kinesis/model/PutRecordRequest.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -20,10 +21,16 @@ constexpr std::size_t kLongestServiceName = 128;
 
 const char* pointerWord(const void* pointer) { return pointer != nullptr ? "OK" : "NULL"; }
 
-void copyText(char* destination, const Aws::String& text) {
+// The header promises that RXK_ERROR_TEXT_BYTES holds any value: a longer text (a service
+// message, a host's overlong key) is cut to fit rather than written past the host's buffer.
+void copyText(char* destination, const char* text, std::size_t length) {
     if (destination == nullptr) return;
-    std::memcpy(destination, text.c_str(), text.size() + 1);
+    length = std::min<std::size_t>(length, RXK_ERROR_TEXT_BYTES - 1);
+    std::memcpy(destination, text, length);
+    destination[length] = '\0';
 }
+
+void copyText(char* destination, const Aws::String& text) { copyText(destination, text.c_str(), text.size()); }
 
 }  // namespace
 
@@ -80,11 +87,16 @@ int32_t KinesisEnv::getLastResult(char* streamName, char* shardId, char* sequenc
     }
     const Aws::Kinesis::Model::PutRecordResult& result = lastPutOutcome.GetResult();
     const bool succeeded = lastPutOutcome.IsSuccess();
-    if (streamName != nullptr) std::memcpy(streamName, lastPutStream.c_str(), lastPutStream.size() + 1);
+    copyText(streamName, lastPutStream.c_str(), lastPutStream.size());
     copyText(shardId, result.GetShardId());
     copyText(sequenceNumber, result.GetSequenceNumber());
     if (success != nullptr) *success = succeeded ? 1 : 0;
-    copyText(error, succeeded ? Aws::String() : lastPutOutcome.GetError().GetMessage());
+    if (error != nullptr) {
+        if (succeeded)
+            error[0] = '\0';
+        else
+            copyText(error, lastPutOutcome.GetError().GetMessage());
+    }
     copyText(partitionKey, lastPutRequest.GetPartitionKey());
     copyText(explicitHashKey, lastPutRequest.GetExplicitHashKey());
     if (dataLength != nullptr) *dataLength = static_cast<uint32_t>(lastPutRequest.GetData().GetLength());
