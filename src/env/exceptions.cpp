@@ -27,6 +27,11 @@ constexpr CodeName kCodeNames[] = {
 constexpr const char* kUnnamedCodeFormat = "SE_Exception: 0x%08X";
 constexpr const char* kRxExceptionFormat = "RX_Exception: %s";
 
+// Neither class has a key function, so their type information is vague-linkage data that a
+// translation unit emits only where it throws or catches them. Naming it here pins one copy
+// into the library whatever the other sources do.
+__attribute__((used)) const std::type_info* const exportedTypes[] = {&typeid(SE_Exception), &typeid(RX_Exception)};
+
 }  // namespace
 
 const char* SE_Exception::what() {
@@ -43,14 +48,3 @@ const char* SE_Exception::what() {
 RX_Exception::RX_Exception(const char* text) {
     std::snprintf(message, sizeof message, kRxExceptionFormat, text != nullptr ? text : "");
 }
-
-namespace rxk {
-
-// Neither class has a key function, so their type information is vague-linkage data that a
-// translation unit emits only where it throws or catches them. Naming it here pins one copy
-// into the library whatever the other sources do.
-const std::type_info& exportedExceptionType(bool structuredFault) {
-    return structuredFault ? typeid(SE_Exception) : typeid(RX_Exception);
-}
-
-}  // namespace rxk
