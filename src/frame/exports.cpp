@@ -241,8 +241,8 @@ char* GetErrorStr(int32_t id, char* buffer, int32_t bufferLength) {
     const std::string text = client->getError();
     if (LogEventCallBack sink = rxk::traceSink()) {
         ExportMessage line;
-        sink(line.text(), line.format(words::GetErrorStrTrace, id, bufferLength,
-                                      static_cast<int>(text.size())));
+        const int length = line.format(words::GetErrorStrTrace, id, bufferLength, static_cast<int>(text.size()));
+        sink(line.text(), length);
     }
     rxk::truncatingCopy(text.data(), text.size(), buffer, bufferLength);
     return buffer;

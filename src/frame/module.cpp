@@ -3,14 +3,12 @@
 // safe to call before InititializeInterface (the locks are usable from load on).
 #include <aws/core/Aws.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <strings.h>
 
-#include "frame/message_buffer.h"
 #include "frame/module.h"
 #include "frame/module_state.h"
 #include "frame/sync_lock.h"
@@ -116,6 +114,8 @@ bool setGlobalParameter(const char* name, const char* value) noexcept {
 SyncLock& clientTableLock() noexcept { return tableLock; }
 ClientTable& clientTable() noexcept { return clients; }
 
+// The two module locks are usable from load on and are not initialised again here: another
+// thread may already hold the error-text lock.
 void startModule() {
     std::lock_guard<std::mutex> guard(lifecycleMutex);
     if (started) return;
