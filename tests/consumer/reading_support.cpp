@@ -31,30 +31,6 @@ std::string putRecordsBody(const std::string& stream, const std::vector<std::str
 
 }  // namespace
 
-Library& connector() {
-    static Library& library = [] () -> Library& {
-        Library& loaded = sharedLibrary();
-        loaded.InititializeInterface();
-        loaded.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        return loaded;
-    }();
-    return library;
-}
-
-Client::Client(const std::string& endpoint, ServiceEnvironment::SdkRetries retries) {
-    ServiceEnvironment environment(endpoint, retries);
-    id_ = connector().CreateClient("us-east-1", "AKIDTESTREADING", "secret-of-the-reading-tests");
-    if (id_ < 0) throw std::runtime_error("CreateClient failed");
-}
-
-Client::~Client() { connector().FreeClient(id_); }
-
-std::string Client::lastError() const {
-    char buffer[RXK_ERROR_TEXT_BYTES + 64] = {};
-    connector().GetErrorStr(id_, buffer, static_cast<std::int32_t>(sizeof buffer));
-    return buffer;
-}
-
 std::vector<std::string> putRecords(const Kinesalite& kinesalite, const std::string& stream,
                                     const std::vector<std::string>& data) {
     std::vector<std::string> sequenceNumbers;
@@ -93,12 +69,6 @@ ReadResult readRecord(std::int32_t client, const std::string& stream, const std:
     read.guardsIntact = allGuard(data, read.text.size() + 1) &&
                         allGuard(sequence, read.sequenceNumber.size() + 1);
     return read;
-}
-
-std::vector<std::string> logTexts() { return LogCapture::logTexts(); }
-
-std::string clientLine(std::int32_t client, const std::string& rest) {
-    return "id:" + std::to_string(client) + " KinesisEnv::" + rest;
 }
 
 }  // namespace rxk::test
