@@ -2,16 +2,41 @@
 // read-only keys, the translator action and the counter texts.
 #include "frame_support.h"
 
+#include <functional>
+
 #include <gtest/gtest.h>
+
+#include <rxkinesis_exceptions.h>
 
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace rxk::test {
 namespace {
 
 using Parameters = FrameTest;
+using TranslatorAction = FrameTest;
+
+// How a processor fault inside the library (the probe's access violation) reaches a thread.
+enum class Arrival { Returned, AsSeException, AsOtherObject };
+
+Arrival faultOnThread(Library& lib, const std::function<void()>& beforehand) {
+    Arrival arrival = Arrival::Returned;
+    std::thread thread([&] {
+        beforehand();
+        try {
+            lib.Dummy(0, "exception");
+        } catch (const SE_Exception& fault) {
+            arrival = fault.code == 0xC0000005u ? Arrival::AsSeException : Arrival::AsOtherObject;
+        } catch (...) {
+            arrival = Arrival::AsOtherObject;
+        }
+    });
+    thread.join();
+    return arrival;
+}
 
 // Catches defaults that differ from the documented ones, or clients that share parameters.
 TEST_F(Parameters, NewClientsHaveTheDefaults) {
@@ -42,6 +67,10 @@ TEST_F(Parameters, NumbersAreReadLikeAtoi) {
         ASSERT_EQ(lib().SetParam(0, "maxputlen", value), 0) << value;
         EXPECT_EQ(param(0, "maxputlen"), expected) << value;
     }
+    ASSERT_EQ(lib().SetParam(0, "retry", "none"), 0);
+    EXPECT_EQ(param(0, "retry"), "0");
+    ASSERT_EQ(lib().SetParam(0, "retry", "-1"), 0);
+    EXPECT_EQ(param(0, "retry"), "-1");
     EXPECT_TRUE(LogCapture::logTexts().empty());
 }
 
@@ -98,6 +127,21 @@ TEST_F(Parameters, TranslatorActionAndNullValues) {
     EXPECT_EQ(lib().SetParam(0, "retry", nullptr), -1);
     EXPECT_EQ(param(0, "retry"), "3");
     EXPECT_EQ(clientError(0), "rxKinesis::setParam bad param value NULL [retry]");
+}
+
+// Catches a translator key that installs nothing, installs it for the wrong thread, or that
+// still acts when the frame refused the call.
+TEST_F(TranslatorAction, InstalledForTheCallingThreadOnly) {
+    startWithSinks();
+    ASSERT_EQ(createClient(), 0);
+    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
+    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(5, "exceptiontranslator", "1"), -1); }),
+              Arrival::AsOtherObject);
+    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(0, "ExceptionTranslator", nullptr), 0); }),
+              Arrival::AsSeException);
+    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().InititializeInterface(), 0); }),
+              Arrival::AsSeException);
+    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
 }
 
 // Catches counter texts in the wrong format or with the wrong initial values.
