@@ -31,11 +31,18 @@ struct ExportWords {
     FrameReport report;
 };
 
-int32_t refuse(const ExportWords& words, const char* format, int32_t id) {
+// Composes a failure of the frame with the id and reports it: global error text (unless
+// `report` says otherwise), then the log sink.
+ExportMessage reportFailure(const char* format, int32_t id, FrameReport report) {
     ExportMessage message;
     message.format(format, id);
-    if (words.report == FrameReport::GlobalErrorAndLog) setGlobalErrorText(message.text());
+    if (report == FrameReport::GlobalErrorAndLog) setGlobalErrorText(message.text());
     sendToLog(message.text(), message.length());
+    return message;
+}
+
+int32_t refuse(const ExportWords& words, const char* format, int32_t id) {
+    reportFailure(format, id, words.report);
     return RXK_ERROR;
 }
 
@@ -72,15 +79,6 @@ bool anyOf(const void* first, const void* second, const void* third, const void*
 }
 
 std::string textOf(const char* argument) { return argument == nullptr ? std::string() : argument; }
-
-// A failure of an export outside the call frame: global error text, then the log sink.
-ExportMessage reportExportFailure(const char* format, int32_t id) {
-    ExportMessage message;
-    message.format(format, id);
-    setGlobalErrorText(message.text());
-    sendToLog(message.text(), message.length());
-    return message;
-}
 
 namespace words {
 constexpr FrameReport kGlobal = FrameReport::GlobalErrorAndLog;
@@ -157,7 +155,7 @@ constexpr char GetErrorStrTrace[] = "rxKinesis::GetErrorStr id:%d  lenBuffer:%d 
 // GetErrorStr's failure: the words go to the global error text and the log sink, and into the
 // caller's buffer (when there is one), bounded by its length.
 char* reportIntoBuffer(const char* format, int32_t id, char* buffer, int32_t bufferLength) {
-    const ExportMessage message = reportExportFailure(format, id);
+    const ExportMessage message = reportFailure(format, id, FrameReport::GlobalErrorAndLog);
     truncatingCopy(message.text(), std::strlen(message.text()), buffer, bufferLength);
     return buffer;
 }
@@ -223,7 +221,7 @@ int32_t CreateClient(const char* region, const char* accessKeyId, const char* se
 int32_t FreeClient(int32_t id) {
     rxk::ClientTable& table = rxk::clientTable();
     if (!table.inRange(id)) {
-        rxk::reportExportFailure(words::FreeClientBadParam, id);
+        rxk::reportFailure(words::FreeClientBadParam, id, rxk::FrameReport::GlobalErrorAndLog);
         return RXK_ERROR;
     }
     delete table.release(id);

@@ -48,13 +48,14 @@ TEST_F(GlobalParam, LongValuesAndNamesStayInBounds) {
     EXPECT_EQ(LogCapture::logLines()[0].length, 255);
 }
 
-// Catches a listing separated by something other than the first byte of `delimiter`, and a
-// second InititializeInterface that puts ";" back.
+// Catches a listing separated by something other than the first byte of `delimiter`, a first
+// InititializeInterface that keeps an earlier value, and a second one that puts ";" back.
 TEST_F(GlobalParam, FirstByteOfTheDelimiterSeparatesListings) {
     FaultServer server;
     server.addStream("alpha", 1);
     server.addStream("beta", 1);
     ServiceEnvironment environment(server.endpoint(), ServiceEnvironment::SdkRetries::Off);
+    ASSERT_EQ(lib().SetGlobalParam("delimiter", "|"), 0);
     startWithSinks();
     const int32_t id = createClient();
     ASSERT_EQ(id, 0);
