@@ -3,3 +3,14 @@ if(RXKINESIS_SANITIZE)
   add_compile_options(-fsanitize=${RXKINESIS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   add_link_options(-fsanitize=${RXKINESIS_SANITIZE})
 endif()
+
+# RXKINESIS_FUZZ (clang): every target gets the fuzzer's coverage hooks and ASan+UBSan; only the
+# fuzz targets link the fuzzer's main (tests/fuzz).
+if(RXKINESIS_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "RXKINESIS_FUZZ needs clang: configure with CC=clang CXX=clang++")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+                      -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()
