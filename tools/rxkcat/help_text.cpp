@@ -59,11 +59,13 @@ Common options
 
 Produce options (-P)
   -k, --key KEY            Partition key of every record (default: a random key per record).
-  -H, --hash-key KEY       Explicit hash key of every record.
+  -H, --hash-key KEY       Explicit hash key of every record (also its partition key unless -k
+                           gives one: the service requires one).
   -D, --delimiter DELIM    Record delimiter, escapes allowed: \n \t \r \0 \\ \xHH (default \n).
                            The delimiter is not sent; empty records are skipped.
   -b, --batch N            Records per PutRecords (default 500, at most 10000; the library's
-                           maxputrow and maxputlen limits also end a batch).
+                           maxputrow and maxputlen limits also end a batch). A partial batch
+                           goes out when the input pauses for half a second.
   -1, --single             One PutRecord per record instead of batches.
   --progress               The live progress line even when standard error is not a terminal
                            (by default it shows on a terminal only); --no-progress: never.

@@ -295,6 +295,8 @@ Options parseCommandLine(int argc, char** argv) {
     }
     std::vector<std::string> operands(argv + optind, argv + argc);
     if (options.mode == Mode::Produce) options.inputFiles = operands;
+    // The service requires a partition key even where an explicit hash key decides the shard.
+    if (options.explicitHashKey && !options.partitionKey) options.partitionKey = options.explicitHashKey;
     if (options.mode == Mode::Help || options.mode == Mode::Version) return options;
     checkModeArguments(options, operands);
     fillFromEnvironment(options);

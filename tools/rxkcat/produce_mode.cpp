@@ -68,7 +68,6 @@ public:
           batchSize_(static_cast<size_t>(effectiveBatchSize(options))) {}
 
     void add(const std::string& record, uint64_t number) {
-        if (pending_.size() >= batchSize_) send();
         int32_t result = append(record);
         if ((result == RXK_ROW_LIMIT || result == RXK_SIZE_LIMIT) && !pending_.empty()) {
             send();
@@ -77,6 +76,7 @@ public:
         switch (result) {
         case RXK_OK:
             pending_.push_back({number, record.size()});
+            if (pending_.size() >= batchSize_) send();
             return;
         case RXK_SIZE_LIMIT:
             reportFailedRecord(totals_, number,
@@ -206,6 +206,10 @@ ExitStatus runProduce(Session& session, const Options& options) {
         uint64_t number = 0;
         for (;;) {
             const RecordReader::Status status = reader.next(record);
+            if (status == RecordReader::Status::Idle) {
+                if (batches) batches->send();  // a quiet input doesn't hold records back
+                continue;
+            }
             if (status != RecordReader::Status::Record) {
                 interrupted = status == RecordReader::Status::Stopped;
                 break;

@@ -5,6 +5,7 @@
 #include "tool_error.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +16,8 @@ namespace rxkcat {
 namespace {
 
 constexpr size_t kReadChunkBytes = 64 * 1024;
+// Input quiet for this long counts as idle: the producer sends its partial batch meanwhile.
+constexpr int kIdleMilliseconds = 500;
 constexpr char kStandardInput[] = "-";
 
 }  // namespace
@@ -44,7 +47,7 @@ void RecordReader::closeFile() {
     descriptor_ = -1;
 }
 
-bool RecordReader::fill() {
+RecordReader::Fill RecordReader::fill() {
     // Drop what was handed out before growing the buffer.
     buffer_.erase(0, consumed_);
     searchFrom_ -= consumed_;
@@ -52,24 +55,19 @@ bool RecordReader::fill() {
     if (buffer_.size() > kMaxRecordBytes + delimiter_.size())
         throw RunError("a record in " + currentName_ + " is longer than " + std::to_string(kMaxRecordBytes) +
                        " bytes (is the delimiter right? see -D)");
+    struct pollfd readable {descriptor_, POLLIN, 0};
+    const int ready = poll(&readable, 1, kIdleMilliseconds);
+    if (ready == 0) return Fill::Idle;
+    if (ready < 0 && errno == EINTR) return stopRequested() ? Fill::Stopped : Fill::Idle;
     const size_t oldSize = buffer_.size();
     buffer_.resize(oldSize + kReadChunkBytes);
-    for (;;) {
-        const ssize_t count = read(descriptor_, &buffer_[oldSize], kReadChunkBytes);
-        if (count >= 0) {
-            buffer_.resize(oldSize + static_cast<size_t>(count));
-            return count > 0;
-        }
-        if (errno == EINTR && stopRequested()) {
-            buffer_.resize(oldSize);
-            stopped_ = true;
-            return false;
-        }
-        if (errno != EINTR) {
-            buffer_.resize(oldSize);
-            throw RunError("cannot read " + currentName_ + ": " + std::strerror(errno));
-        }
-    }
+    const ssize_t count = read(descriptor_, &buffer_[oldSize], kReadChunkBytes);
+    const int readError = errno;
+    buffer_.resize(oldSize + static_cast<size_t>(count > 0 ? count : 0));
+    if (count > 0) return Fill::Data;
+    if (count == 0) return Fill::EndOfFile;
+    if (readError == EINTR || readError == EAGAIN) return stopRequested() ? Fill::Stopped : Fill::Idle;
+    throw RunError("cannot read " + currentName_ + ": " + std::strerror(readError));
 }
 
 bool RecordReader::takeRecordFromBuffer(std::string& record) {
@@ -88,11 +86,15 @@ bool RecordReader::takeRecordFromBuffer(std::string& record) {
 
 RecordReader::Status RecordReader::next(std::string& record) {
     for (;;) {
-        if (stopped_ || stopRequested()) return Status::Stopped;
+        if (stopRequested()) return Status::Stopped;
         if (descriptor_ < 0 && !openNextFile()) return Status::End;
         if (takeRecordFromBuffer(record)) return Status::Record;
-        if (fill()) continue;
-        if (stopped_) return Status::Stopped;
+        switch (fill()) {
+        case Fill::Data: continue;
+        case Fill::Stopped: return Status::Stopped;
+        case Fill::Idle: return Status::Idle;
+        case Fill::EndOfFile: break;
+        }
         // End of this file: what is left is its last record.
         const bool hasTail = consumed_ < buffer_.size();
         if (hasTail) record.assign(buffer_, consumed_, std::string::npos);

@@ -15,17 +15,20 @@ public:
     RecordReader(const RecordReader&) = delete;
     RecordReader& operator=(const RecordReader&) = delete;
 
-    enum class Status { Record, End, Stopped };
+    enum class Status { Record, End, Stopped, Idle };
 
     // Reads the next record into `record`. Stopped: a stop signal came while waiting for input.
-    // Throws RunError when a file can't be opened or read, or a record outgrows the limit.
+    // Idle: no input came for the idle time (the caller may send what it gathered, then call
+    // again). Throws RunError when a file can't be opened or read, or a record outgrows the limit.
     Status next(std::string& record);
 
 private:
+    enum class Fill { Data, EndOfFile, Stopped, Idle };
+
     bool openNextFile();
     void closeFile();
-    // Reads more bytes of the current file; false at its end.
-    bool fill();
+    // Reads more bytes of the current file.
+    Fill fill();
     bool takeRecordFromBuffer(std::string& record);
 
     std::vector<std::string> files_;
@@ -36,7 +39,6 @@ private:
     std::string buffer_;
     size_t consumed_ = 0;     // bytes of buffer_ already handed out
     size_t searchFrom_ = 0;   // where the delimiter search resumes
-    bool stopped_ = false;
 };
 
 }  // namespace rxkcat
