@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <ctime>
 
 namespace Aws {
@@ -70,11 +71,64 @@ class SigPipeGuard {
   bool m_blocked = false;
 };
 
+using SteadyClock = std::chrono::steady_clock;
+
+// The low-speed abort measured per second: the transfer ends when, for lowSpeedTime, no
+// second-long stretch moved lowSpeedLimit bytes per second. curl's own check averages over a
+// five-second window, which lets a silent peer hold a call for several seconds longer.
+class LowSpeedWatch {
+ public:
+  LowSpeedWatch(unsigned long limit, long seconds) : m_limit(limit), m_window(std::chrono::seconds(seconds)) {}
+
+  // False when the transfer has been too slow for too long.
+  bool Observe(curl_off_t bytesMoved) {
+    if (m_window.count() == 0) return true;
+    const auto now = SteadyClock::now();
+    if (!m_started) {
+      m_started = true;
+      m_bucketStart = m_lastGood = m_lastMovement = now;
+      m_bucketBytes = bytesMoved;
+    }
+    if (bytesMoved != m_lastBytes) m_lastMovement = now;
+    m_lastBytes = bytesMoved;
+    const auto bucketLength = now - m_bucketStart;
+    if (bucketLength >= std::chrono::seconds(1)) {
+      const double seconds = std::chrono::duration<double>(bucketLength).count();
+      if (static_cast<double>(bytesMoved - m_bucketBytes) / seconds >= static_cast<double>(m_limit)) {
+        m_lastGood = m_lastMovement;
+      }
+      m_bucketStart = now;
+      m_bucketBytes = bytesMoved;
+    }
+    // At one byte per second any movement is fast enough: the window runs from the last byte.
+    if (m_limit <= 1 && m_lastMovement > m_lastGood) m_lastGood = m_lastMovement;
+    m_tooSlow = now - m_lastGood >= m_window;
+    return !m_tooSlow;
+  }
+
+  bool TooSlow() const { return m_tooSlow; }
+
+ private:
+  unsigned long m_limit;
+  std::chrono::nanoseconds m_window;
+  bool m_started = false;
+  bool m_tooSlow = false;
+  SteadyClock::time_point m_bucketStart, m_lastGood, m_lastMovement;
+  curl_off_t m_bucketBytes = 0;
+  curl_off_t m_lastBytes = 0;
+};
+
 struct TransferContext {
   Aws::String* body;
   size_t padding;
   HttpAttemptResult* result;
+  LowSpeedWatch lowSpeed;
 };
+
+int OnProgress(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+  auto* context = static_cast<TransferContext*>(user);
+  return context->lowSpeed.Observe(downloaded + uploaded) ? 0 : 1;
+}
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
   auto* context = static_cast<TransferContext*>(user);
@@ -252,7 +306,8 @@ void CurlHttpClient::Post(Connection& connection, const Aws::String& url, const 
     result.transportMessage = curl_easy_strerror(CURLE_OUT_OF_MEMORY);
     return;
   }
-  TransferContext context{&connection.responseBody, m_responsePadding, &result};
+  TransferContext context{&connection.responseBody, m_responsePadding, &result,
+                          LowSpeedWatch(m_settings.lowSpeedLimit, m_settings.lowSpeedTimeSeconds)};
   // Reset keeps the live connection and the DNS cache, and drops the previous call's
   // pointers.
   curl_easy_reset(curl);
@@ -261,6 +316,9 @@ void CurlHttpClient::Post(Connection& connection, const Aws::String& url, const 
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, &context);
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &context);
+  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, OnProgress);
+  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &context);
+  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
 
   CURLcode code;
   {
@@ -269,6 +327,8 @@ void CurlHttpClient::Post(Connection& connection, const Aws::String& url, const 
   }
   char* ip = nullptr;
   if (curl_easy_getinfo(curl, CURLINFO_PRIMARY_IP, &ip) == CURLE_OK && ip != nullptr) result.remoteIp = ip;
+  // Our low-speed abort is a timeout like curl's own.
+  if (code == CURLE_ABORTED_BY_CALLBACK && context.lowSpeed.TooSlow()) code = CURLE_OPERATION_TIMEDOUT;
   if (code != CURLE_OK) {
     result.transportError = static_cast<int>(code);
     result.transportMessage = curl_easy_strerror(code);
