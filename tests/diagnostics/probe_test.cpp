@@ -147,9 +147,14 @@ protected:
         library.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
         std::thread([&] {
             library.InititializeInterface();
-            library.CreateClient("us-east-1", "probe-key", "probe-secret");
+            firstClientId = library.CreateClient("us-east-1", "probe-key", "probe-secret");
             clientId = library.CreateClient("us-east-1", "probe-key", "probe-secret");
         }).join();
+    }
+
+    static void TearDownTestSuite() {
+        sharedLibrary().FreeClient(firstClientId);
+        sharedLibrary().FreeClient(clientId);
     }
 
     // Calls Dummy and notes what reached the host.
@@ -204,6 +209,7 @@ protected:
         return "id:" + std::to_string(clientId) + " KinesisEnv::dummy [" + word + "]";
     }
 
+    static inline int32_t firstClientId = -1;
     static inline int32_t clientId = -1;
 };
 
