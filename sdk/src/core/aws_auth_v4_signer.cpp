@@ -155,6 +155,24 @@ Aws::Vector<std::pair<Aws::String, Aws::String>> CanonicalHeaderList(const Signa
   return merged;
 }
 
+// The canonical request, and the signed-header list it contains.
+Aws::String BuildCanonicalRequest(const SignableRequest& request, bool normalizePath, Aws::String& signedHeaders) {
+  const auto headers = CanonicalHeaderList(request);
+  Aws::String canonical;
+  canonical.reserve(512);
+  canonical += request.method + "\n";
+  canonical += CanonicalUri(request.path, normalizePath) + "\n";
+  canonical += CanonicalQuery(request.query) + "\n";
+  signedHeaders.clear();
+  for (const auto& header : headers) {
+    canonical += header.first + ":" + header.second + "\n";
+    if (!signedHeaders.empty()) signedHeaders += ';';
+    signedHeaders += header.first;
+  }
+  canonical += "\n" + signedHeaders + "\n" + request.payloadHash;
+  return canonical;
+}
+
 bool IsSigningHeader(const Aws::String& name) {
   const Aws::String lower = ToLower(name);
   return lower == kDateHeader || lower == kSecurityTokenHeader || lower == kContentSha256Header ||
@@ -180,20 +198,8 @@ Aws::String SignedHeaders(const SignableRequest& request) {
 }
 
 Aws::String CanonicalRequest(const SignableRequest& request, bool normalizePath) {
-  const auto headers = CanonicalHeaderList(request);
-  Aws::String canonical;
-  canonical.reserve(256);
-  canonical += request.method + "\n";
-  canonical += CanonicalUri(request.path, normalizePath) + "\n";
-  canonical += CanonicalQuery(request.query) + "\n";
   Aws::String signedHeaders;
-  for (const auto& header : headers) {
-    canonical += header.first + ":" + header.second + "\n";
-    if (!signedHeaders.empty()) signedHeaders += ';';
-    signedHeaders += header.first;
-  }
-  canonical += "\n" + signedHeaders + "\n" + request.payloadHash;
-  return canonical;
+  return BuildCanonicalRequest(request, normalizePath, signedHeaders);
 }
 
 Aws::String CredentialScope(const Aws::String& date, const Aws::String& region, const Aws::String& service) {
@@ -275,13 +281,14 @@ bool AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::Da
   if (!m_credentials.GetSessionToken().empty()) headers.emplace_back(kSecurityTokenHeader, m_credentials.GetSessionToken());
   if (addContentSha256Header) headers.emplace_back(kContentSha256Header, request.payloadHash);
 
-  const Aws::String canonicalRequest = SigV4::CanonicalRequest(request, m_normalizePath);
+  Aws::String signedHeaders;
+  const Aws::String canonicalRequest = BuildCanonicalRequest(request, m_normalizePath, signedHeaders);
   const Aws::String scope = SigV4::CredentialScope(date, m_region, m_serviceName);
-  const Aws::String signature = SigV4::Signature(CachedSigningKey(date), SigV4::StringToSign(canonicalRequest, amzDate, scope));
+  const Aws::String signature =
+      SigV4::Signature(CachedSigningKey(date), SigV4::StringToSign(canonicalRequest, amzDate, scope));
   headers.emplace_back(kAuthorizationHeader, Aws::String(SigV4::kAlgorithm) + " Credential=" +
                                                  m_credentials.GetAWSAccessKeyId() + "/" + scope +
-                                                 ", SignedHeaders=" + SigV4::SignedHeaders(request) +
-                                                 ", Signature=" + signature);
+                                                 ", SignedHeaders=" + signedHeaders + ", Signature=" + signature);
   return true;
 }
 
