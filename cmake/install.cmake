@@ -78,9 +78,12 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "rxkinesis")
 set(CPACK_PACKAGE_CONTACT "rxkinesis maintainers <maintainers@users.noreply.c-seed-89da5b04.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "connector library for Amazon Kinesis Data Streams")
-set(CPACK_PACKAGE_DESCRIPTION
-  "librxkinesis.so is loaded by a host data-replication engine, which calls its plain C functions to write records (singly or in retried batches), read shards, list streams and shards, and create streams. The package also holds the headers, CMake and pkg-config files to build a host against it, and rxkcat, a command-line host for the library.")
-set(CPACK_PACKAGE_INSTALL_DIRECTORY rxkinesis)
+string(CONCAT CPACK_PACKAGE_DESCRIPTION
+  "librxkinesis.so is loaded by a host data-replication engine, which calls its\n"
+  "plain C functions to write records (singly or in retried batches), read\n"
+  "shards, list streams and shards, and create streams.\n"
+  "The package also holds the headers, the CMake and pkg-config files to build a\n"
+  "host against it, and rxkcat, a command-line host for the library.")
 set(CPACK_STRIP_FILES ON)
 
 # The package installs under /usr. Installing through DESTDIR keeps CMAKE_INSTALL_PREFIX at

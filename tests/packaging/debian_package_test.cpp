@@ -4,9 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <map>
-#include <memory>
+#include <functional>
 #include <set>
 
 namespace rxk::test::packaging {
@@ -38,32 +43,113 @@ std::set<std::string> packageNames(const std::string& depends) {
     return names;
 }
 
-// One package per test process, built into a scratch directory.
+// "<pid>-<start time>" of a process, from /proc: unique for as long as the system runs.
+std::string processIdentity(pid_t pid) {
+    const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+    // The fields after the command name (which may hold blanks) start behind the last ')'.
+    const std::vector<std::string> fields = splitWords(stat.substr(stat.rfind(')') + 1));
+    const size_t startTimeField = 19;  // field 22 of proc(5), counted from field 3
+    return std::to_string(pid) + "-" + (fields.size() > startTimeField ? fields[startTimeField] : "0");
+}
+
+std::string modificationStamp(const std::string& path) {
+    std::error_code error;
+    const auto time = fs::last_write_time(path, error);
+    return error ? "none" : std::to_string(time.time_since_epoch().count());
+}
+
+// An exclusive flock on a file, released on every path.
+class FileLock {
+public:
+    explicit FileLock(const std::string& path) : fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+        if (fd_ < 0) throw std::runtime_error("cannot open " + path);
+        while (::flock(fd_, LOCK_EX) != 0)
+            if (errno != EINTR) throw std::runtime_error("cannot lock " + path);
+    }
+    ~FileLock() { ::close(fd_); }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    int fd_;
+};
+
+// The package of this build tree, made once per CTest run: each test runs in a process of its
+// own, so the first one to get here builds it under a lock and the others take it over. The
+// key holds the CTest process and the build outputs, so a new run or a rebuild makes a new one.
+class PackageBuild {
+public:
+    struct Outcome {
+        ProcessResult cpack;
+        std::string packagePath;
+    };
+
+    static Outcome obtain() {
+        const std::string root = binaryDirectory() + "/packaging-deb";
+        fs::create_directories(root);
+        FileLock lock(root + "/lock");
+        const std::string directory = root + "/" + key();
+        if (!fs::exists(directory + "/cpack.status")) {
+            removeOtherPackages(root, directory);
+            fs::create_directories(directory);
+            const ProcessResult cpack = run(directory);
+            writeFile(directory + "/cpack.log", cpack.describe());
+            writeFile(directory + "/cpack.status", std::to_string(cpack.exitStatus));
+        }
+        Outcome outcome;
+        outcome.cpack.command = "cpack (log: " + directory + "/cpack.log)";
+        outcome.cpack.exitStatus = std::stoi(readFile(directory + "/cpack.status"));
+        outcome.cpack.out = readFile(directory + "/cpack.log");
+        for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+            if (entry.path().extension() == ".deb") outcome.packagePath = entry.path().string();
+        return outcome;
+    }
+
+private:
+    static std::string key() {
+        const std::string stamps = modificationStamp(binaryDirectory() + "/CPackConfig.cmake") + "|" +
+                                   modificationStamp(std::getenv("RXK_LIBRARY") ? std::getenv("RXK_LIBRARY") : "") + "|" +
+                                   modificationStamp(buildFacts().rxkcatPath);
+        return "run-" + processIdentity(::getppid()) + "-" + std::to_string(std::hash<std::string>{}(stamps));
+    }
+
+    static void removeOtherPackages(const std::string& root, const std::string& keep) {
+        for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
+            if (entry.is_directory() && entry.path().string() != keep) {
+                std::error_code ignored;
+                fs::remove_all(entry.path(), ignored);
+            }
+        }
+    }
+
+    static ProcessResult run(const std::string& directory) {
+        ProcessOptions options;
+        options.workingDirectory = directory;
+        // The suite's build has built every target already. CPack's Makefile generator would
+        // first build the preinstall target (all of the tree, tests included) under the running
+        // suite; the Ninja generator has no preinstall step, so CPack installs straight away.
+        return runProcess({buildFacts().cpackCommand, "-G", "DEB", "--config", binaryDirectory() + "/CPackConfig.cmake",
+                           "-B", directory, "-D", "CPACK_CMAKE_GENERATOR=Ninja"},
+                          options);
+    }
+};
+
 class DebianPackage : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        for (const char* tool : {"dpkg-deb", "dpkg-shlibdeps", "fakeroot"}) {
+        for (const char* tool : {"dpkg-deb", "dpkg-shlibdeps"}) {
             if (findInPath(tool).empty()) {
                 missingTool_ = tool;
                 return;
             }
         }
-        output_ = std::make_unique<ScratchDirectory>("deb");
-        ProcessOptions options;
-        options.workingDirectory = output_->path();
-        // The suite's build has built every target already. CPack's Makefile generator would
-        // first build the preinstall target (all of the tree, tests included) under the running
-        // suite; the Ninja generator has no preinstall step, so CPack installs straight away.
-        cpack_ = runProcess({buildFacts().cpackCommand, "-G", "DEB", "--config", binaryDirectory() + "/CPackConfig.cmake",
-                             "-B", output_->path(), "-D", "CPACK_CMAKE_GENERATOR=Ninja"},
-                            options);
-        for (const fs::directory_entry& entry : fs::directory_iterator(output_->path()))
-            if (entry.path().extension() == ".deb") packagePath_ = entry.path().string();
+        const PackageBuild::Outcome outcome = PackageBuild::obtain();
+        cpack_ = outcome.cpack;
+        packagePath_ = outcome.packagePath;
     }
-    static void TearDownTestSuite() { output_.reset(); }
 
     void SetUp() override {
-        if (!missingTool_.empty()) GTEST_SKIP() << missingTool_ << " is not installed (Debian package dpkg-dev/fakeroot)";
+        if (!missingTool_.empty()) GTEST_SKIP() << missingTool_ << " is not installed (Debian package dpkg-dev)";
         ASSERT_TRUE(cpack_.succeeded()) << cpack_.describe();
         ASSERT_FALSE(packagePath_.empty()) << "cpack made no .deb\n" << cpack_.describe();
     }
@@ -95,13 +181,11 @@ protected:
     static std::string usrPath(const std::string& relative) { return "usr/" + relative; }
 
     static std::string missingTool_;
-    static std::unique_ptr<ScratchDirectory> output_;
     static ProcessResult cpack_;
     static std::string packagePath_;
 };
 
 std::string DebianPackage::missingTool_;
-std::unique_ptr<ScratchDirectory> DebianPackage::output_;
 ProcessResult DebianPackage::cpack_;
 std::string DebianPackage::packagePath_;
 
