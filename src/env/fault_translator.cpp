@@ -25,6 +25,7 @@
 #include <signal.h>
 #include <ucontext.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -67,7 +68,7 @@ std::mutex installMutex;
 // because the handler reads it, and the first access to a thread_local of a dlopened library
 // may allocate memory. Any non-null value marks a thread. Created with the handlers.
 pthread_key_t translatorKey;
-bool translatorKeyReady = false;
+std::atomic<bool> translatorKeyReady{false};  // lock-free: read by the handler
 
 void onFault(int signal, siginfo_t* info, void* context);
 
@@ -157,6 +158,7 @@ void restoreDefaultAction(int signal) {
 
 // Does for a signal that isn't ours what would have happened without the library. A fault
 // returns to the faulting instruction, which faults again under the restored default action.
+// An earlier handler runs as a plain call, on our signal frame: its own sa_mask isn't applied.
 void forwardToPrevious(int signal, siginfo_t* info, void* context) {
     const struct sigaction& previous = previousActions[signalIndex(signal)];
     const bool raisedByProcessor = info->si_code > 0;
@@ -189,7 +191,7 @@ void onFault(int signal, siginfo_t* info, void* context) {
 void installProcessHandlers() {
     std::lock_guard<std::mutex> lock(installMutex);
     if (handlersInstalled) return;
-    translatorKeyReady = translatorKeyReady || pthread_key_create(&translatorKey, nullptr) == 0;
+    if (!translatorKeyReady) translatorKeyReady = pthread_key_create(&translatorKey, nullptr) == 0;
     locateOwnCode();
     struct sigaction action {};
     action.sa_sigaction = onFault;
@@ -218,8 +220,7 @@ void restorePreviousHandlers() {
         }
     }
     handlersInstalled = false;
-    if (translatorKeyReady) pthread_key_delete(translatorKey);
-    translatorKeyReady = false;
+    if (translatorKeyReady.exchange(false)) pthread_key_delete(translatorKey);
 }
 
 // Installs the handlers when the library is loaded and takes them away when it is unloaded.
