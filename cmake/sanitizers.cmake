@@ -12,5 +12,10 @@ if(RXKINESIS_FUZZ)
   endif()
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
                       -fno-sanitize-recover=undefined)
-  add_link_options(-fsanitize=address,undefined)
+  # The library links with --no-undefined, so it needs the sanitizer runtime as a shared object
+  # (clang's default, a static runtime in the executable, leaves its symbols undefined there).
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
+                  OUTPUT_VARIABLE RXK_ASAN_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
+  get_filename_component(RXK_ASAN_RUNTIME_DIR ${RXK_ASAN_RUNTIME} DIRECTORY)
+  add_link_options(-fsanitize=address,undefined -shared-libsan -Wl,-rpath,${RXK_ASAN_RUNTIME_DIR})
 endif()
