@@ -343,6 +343,36 @@ TEST_F(Probe, ThreadKeepsTranslatorInstalledByTheProbe) {
     EXPECT_EQ(otherThread.arrivals[1].form, "catch-all");
 }
 
+// Catches: shared state in the fault path: faults on many threads at once, half of them with
+// the translator, must each arrive in their own thread's form.
+TEST_F(Probe, ConcurrentFaultsArriveInTheirThreadsForm) {
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 25;
+    // Each thread reports the form all its calls arrived in, or "mixed".
+    const ChildRun run = runInChild([] {
+        std::vector<Arrival> perThread(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&perThread, t] {
+                if (t % 2 == 1) sharedLibrary().InititializeInterface();
+                for (int round = 0; round < kRounds; ++round) {
+                    const Arrival arrival = catchDummy(clientId, round % 2 == 0 ? "exception" : "exception2");
+                    if (round == 0) perThread[t].form = arrival.form;
+                    if (arrival.form != perThread[t].form) perThread[t].form = "mixed";
+                }
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        return perThread;
+    });
+    ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << "child status " << run.status;
+    ASSERT_EQ(run.arrivals.size(), static_cast<size_t>(kThreads));
+    for (int t = 0; t < kThreads; ++t) {
+        SCOPED_TRACE(t);
+        EXPECT_EQ(run.arrivals[t].form, t % 2 == 1 ? "SE_Exception" : "catch-all");
+    }
+}
+
 // Catches: the translator key of SetParam not reaching the fault path.
 TEST_F(Probe, SetParamInstallsTranslatorForItsThread) {
     const ChildRun run = dummyOnFreshThread(ThreadKind::SetParam, {"exception"});
