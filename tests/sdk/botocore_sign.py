@@ -1,8 +1,8 @@
 """Signs a recorded Kinesis request with botocore's SigV4 signer and prints the Authorization
 header, so that the C++ signer can be compared with an independent implementation.
 
-Usage: botocore_sign.py <spec-file> <body-file>
-The spec file holds tab-separated lines: "K<TAB>key<TAB>value" for access_key, secret_key,
+Usage: botocore_sign.py <request-file> <body-file>
+The request file holds tab-separated lines: "K<TAB>key<TAB>value" for access_key, secret_key,
 token, region, service, url and amz_date (YYYYMMDDTHHMMSSZ), and "H<TAB>name<TAB>value" for
 each header to sign as sent.
 """
@@ -19,10 +19,10 @@ REPLACED_BY_SIGNER = {"authorization", "x-amz-date", "x-amz-security-token"}
 
 
 def main():
-    spec_path, body_path = sys.argv[1], sys.argv[2]
+    request_path, body_path = sys.argv[1], sys.argv[2]
     keys, headers = {}, []
-    with open(spec_path, encoding="utf-8", newline="\n") as spec:
-        for line in spec.read().split("\n"):
+    with open(request_path, encoding="utf-8", newline="\n") as description:
+        for line in description.read().split("\n"):
             if not line:
                 continue
             kind, name, value = line.split("\t", 2)

@@ -47,28 +47,28 @@ struct Signing {
 };
 
 std::string botocoreAuthorization(const RecordedRequest& request, const std::string& endpoint, const Signing& signing) {
-    char specPath[] = "/tmp/rxk-sigv4-spec-XXXXXX";
+    char requestPath[] = "/tmp/rxk-sigv4-request-XXXXXX";
     char bodyPath[] = "/tmp/rxk-sigv4-body-XXXXXX";
-    const int specFd = mkstemp(specPath);
+    const int requestFd = mkstemp(requestPath);
     const int bodyFd = mkstemp(bodyPath);
-    close(specFd);
+    close(requestFd);
     close(bodyFd);
     {
-        std::ofstream spec(specPath, std::ios::binary);
-        spec << "K\taccess_key\t" << signing.accessKey << "\n"
+        std::ofstream description(requestPath, std::ios::binary);
+        description << "K\taccess_key\t" << signing.accessKey << "\n"
              << "K\tsecret_key\t" << signing.secretKey << "\n"
              << "K\ttoken\t" << signing.token << "\n"
              << "K\tregion\t" << signing.region << "\n"
              << "K\tservice\tkinesis\n"
              << "K\turl\t" << endpoint << request.path << "\n"
              << "K\tamz_date\t" << request.header("x-amz-date") << "\n";
-        for (const auto& [name, value] : request.headers) spec << "H\t" << name << "\t" << value << "\n";
+        for (const auto& [name, value] : request.headers) description << "H\t" << name << "\t" << value << "\n";
         std::ofstream body(bodyPath, std::ios::binary);
         body << request.body;
     }
     const std::string authorization =
-        runCommand("python3 '" + kSignerScript + "' '" + specPath + "' '" + bodyPath + "' 2>&1");
-    unlink(specPath);
+        runCommand("python3 '" + kSignerScript + "' '" + requestPath + "' '" + bodyPath + "' 2>&1");
+    unlink(requestPath);
     unlink(bodyPath);
     return authorization;
 }
