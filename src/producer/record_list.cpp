@@ -42,7 +42,8 @@ constexpr char kInfoException[] =
     "id:%d KinesisEnv::getListRecordInfo listId:%d step:%d size:%d Exception:[%s]";
 
 // The list behind a slot. A free slot holds none: instead of dereferencing null, raise what
-// that read would raise (an access violation), so that the caller's protection reports it the same way.
+// that read would raise (an access violation), so that the caller's protection reports it
+// the same way.
 const PutRecordsData& presentList(const PutRecordsData* list) {
     if (list != nullptr) return *list;
     if (faultTranslatorInstalled()) throw SE_Exception(kAccessViolationCode);

@@ -223,8 +223,8 @@ TEST_F(BatchTest, RecordFailingEveryAttemptStopsAtTheLimit) {
     EXPECT_EQ(sent.result, RXK_SOME_FAILED);
     EXPECT_EQ(sent.failed, 1);
     EXPECT_EQ(server_.requestCount("PutRecords"), 2);
-    EXPECT_EQ(countLines(LogCapture::logTexts(), prefix() + "[orders] retry(1/1) max reached [1 records failed remaining]"),
-              1u);
+    const std::string maxReached = prefix() + "[orders] retry(1/1) max reached [1 records failed remaining]";
+    EXPECT_EQ(countLines(LogCapture::logTexts(), maxReached), 1u);
     expectReadBackMatchesRequests(data, {{1, {2}}, {2, {0}}});
     EXPECT_EQ(param(client_, "retryattemptPutRecords"), "1;1;1;1;batch failure of attempt 1");
     EXPECT_EQ(param(client_, "retryattemptFailRecords"), "1;1;1;1;batch failure of attempt 1");
