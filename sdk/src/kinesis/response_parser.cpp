@@ -38,25 +38,48 @@ bool Member(const object& parent, std::string_view key, element& value) {
   return !value.is_null();
 }
 
-bool ReadString(const object& parent, std::string_view key, Aws::String& out) {
-  element value;
+bool StringOf(const element& value, Aws::String& out) {
   std::string_view text;
-  if (!Member(parent, key, value) || value.get_string().get(text) != simdjson::SUCCESS) return false;
+  if (value.get_string().get(text) != simdjson::SUCCESS) return false;
   out.assign(text.data(), text.size());
   return true;
 }
 
-bool ReadInt64(const object& parent, std::string_view key, int64_t& out) {
-  element value;
-  if (!Member(parent, key, value)) return false;
+bool Int64Of(const element& value, int64_t& out) {
   if (value.get_int64().get(out) == simdjson::SUCCESS) return true;
   double real = 0;
-  if (value.get_double().get(real) != simdjson::SUCCESS || !std::isfinite(real) ||
-      std::fabs(real) >= 9.2e18) {
+  if (value.get_double().get(real) != simdjson::SUCCESS || !std::isfinite(real) || std::fabs(real) >= 9.2e18) {
     return false;
   }
   out = static_cast<int64_t>(real);
   return true;
+}
+
+// Epoch seconds with a fraction, as the service sends timestamps.
+bool TimestampOf(const element& value, Aws::Utils::DateTime& out) {
+  double seconds = 0;
+  if (value.get_double().get(seconds) != simdjson::SUCCESS || !std::isfinite(seconds) ||
+      std::fabs(seconds) > kMaxEpochSeconds) {
+    return false;
+  }
+  out = Aws::Utils::DateTime(seconds);
+  return true;
+}
+
+bool BlobOf(const element& value, Aws::Utils::ByteBuffer& out) {
+  std::string_view text;
+  if (value.get_string().get(text) != simdjson::SUCCESS) return false;
+  return DecodeBase64(text.data(), text.size(), out);
+}
+
+bool ReadString(const object& parent, std::string_view key, Aws::String& out) {
+  element value;
+  return Member(parent, key, value) && StringOf(value, out);
+}
+
+bool ReadInt64(const object& parent, std::string_view key, int64_t& out) {
+  element value;
+  return Member(parent, key, value) && Int64Of(value, out);
 }
 
 bool ReadInt(const object& parent, std::string_view key, int& out) {
@@ -74,23 +97,9 @@ bool ReadBool(const object& parent, std::string_view key, bool& out) {
   return Member(parent, key, value) && value.get_bool().get(out) == simdjson::SUCCESS;
 }
 
-// Epoch seconds with a fraction, as the service sends timestamps.
 bool ReadTimestamp(const object& parent, std::string_view key, Aws::Utils::DateTime& out) {
   element value;
-  double seconds = 0;
-  if (!Member(parent, key, value) || value.get_double().get(seconds) != simdjson::SUCCESS ||
-      !std::isfinite(seconds) || std::fabs(seconds) > kMaxEpochSeconds) {
-    return false;
-  }
-  out = Aws::Utils::DateTime(seconds);
-  return true;
-}
-
-bool ReadBlob(const object& parent, std::string_view key, Aws::Utils::ByteBuffer& out) {
-  element value;
-  std::string_view text;
-  if (!Member(parent, key, value) || value.get_string().get(text) != simdjson::SUCCESS) return false;
-  return DecodeBase64(text.data(), text.size(), out);
+  return Member(parent, key, value) && TimestampOf(value, out);
 }
 
 bool ReadObject(const object& parent, std::string_view key, object& out) {
@@ -165,19 +174,33 @@ ChildShard ReadChildShard(const object& source) {
   return child;
 }
 
-// Fills a record in place, so that its payload is decoded straight into its own buffer.
+// Fills a record in place, decoding its payload straight into its own buffer. A batch holds
+// up to 10,000 records, so the members are taken in one pass over the object rather than by
+// a lookup each; the first occurrence of a member wins, as with a lookup.
 void ReadRecord(const object& source, Record& record) {
   Aws::String text;
   Aws::Utils::DateTime arrival;
   Aws::Utils::ByteBuffer data;
-  bool hasEncryption = false;
-  EncryptionType encryption = EncryptionType::NOT_SET;
-  if (ReadString(source, "SequenceNumber", text)) record.SetSequenceNumber(std::move(text));
-  if (ReadTimestamp(source, "ApproximateArrivalTimestamp", arrival)) record.SetApproximateArrivalTimestamp(arrival);
-  if (ReadBlob(source, "Data", data)) record.SetData(std::move(data));
-  if (ReadString(source, "PartitionKey", text)) record.SetPartitionKey(std::move(text));
-  ReadEncryptionType(source, encryption, hasEncryption);
-  if (hasEncryption) record.SetEncryptionType(encryption);
+  for (const simdjson::dom::key_value_pair field : source) {
+    const element& value = field.value;
+    if (value.is_null()) continue;
+    const std::string_view key = field.key;
+    if (key == "SequenceNumber") {
+      if (!record.SequenceNumberHasBeenSet() && StringOf(value, text)) record.SetSequenceNumber(std::move(text));
+    } else if (key == "Data") {
+      if (!record.DataHasBeenSet() && BlobOf(value, data)) record.SetData(std::move(data));
+    } else if (key == "PartitionKey") {
+      if (!record.PartitionKeyHasBeenSet() && StringOf(value, text)) record.SetPartitionKey(std::move(text));
+    } else if (key == "ApproximateArrivalTimestamp") {
+      if (!record.ApproximateArrivalTimestampHasBeenSet() && TimestampOf(value, arrival)) {
+        record.SetApproximateArrivalTimestamp(arrival);
+      }
+    } else if (key == "EncryptionType") {
+      if (!record.EncryptionTypeHasBeenSet() && StringOf(value, text)) {
+        record.SetEncryptionType(EncryptionTypeMapper::GetEncryptionTypeForName(text));
+      }
+    }
+  }
 }
 
 PutRecordsResultEntry ReadPutRecordsResultEntry(const object& source) {
