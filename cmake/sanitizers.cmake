@@ -11,7 +11,8 @@ if(RXKINESIS_FUZZ)
     message(FATAL_ERROR "RXKINESIS_FUZZ needs clang: configure with CC=clang CXX=clang++")
   endif()
   add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
-                      -fno-sanitize-recover=undefined)
+                      -fno-sanitize-recover=undefined
+                      -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/sanitizer-ignorelist.txt)
   # The library links with --no-undefined, so it needs the sanitizer runtime as a shared object
   # (clang's default, a static runtime in the executable, leaves its symbols undefined there).
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
