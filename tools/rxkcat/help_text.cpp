@@ -28,7 +28,8 @@ Modes
                      printed by the -f format. Without -e or -c it follows the stream.
                        rxkcat -C -s orders -e
                        rxkcat -C -s orders -o end
-                       rxkcat -C -s orders -p shardId-000000000000 -o after:4959... -c 10
+                       rxkcat -C -s orders -p shardId-000000000000 -c 10 \
+                              -o after:49590338271490256608559692538361571095921575989136588898
                        rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %S %s\n' -e
   -G                 Get one record by its sequence number.
                        rxkcat -G -s orders -p shardId-000000000000 -q 49590338271490256608559692538361571095921575989136588898

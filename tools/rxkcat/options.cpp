@@ -151,7 +151,7 @@ std::pair<std::string, std::string> parseParameter(const std::string& text) {
 }
 
 void setMode(Options& options, Mode mode, int code) {
-    if (options.mode == Mode::Help) return;  // --help wins over everything
+    if (options.mode == Mode::Help || options.mode == Mode::Version) return;  // they win over modes
     if (options.mode != Mode::None && options.mode != mode)
         throw UsageError(flagName(code) + ": only one mode at a time (-L, -P, -C, -G, -N or -Z)");
     options.mode = mode;
@@ -177,7 +177,9 @@ void applyOption(Options& options, int code, const char* argument) {
         options.probeWord = argument;
         break;
     case 'h': options.mode = Mode::Help; break;
-    case 'V': if (options.mode != Mode::Help) options.mode = Mode::Version; break;
+    case 'V':
+        if (options.mode != Mode::Help) options.mode = Mode::Version;
+        break;
     case 's': options.stream = argument; break;
     case 'p': options.shard = argument; break;
     case 'k': options.partitionKey = std::string(argument); break;
