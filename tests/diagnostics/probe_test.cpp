@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -110,6 +111,9 @@ ChildRun runInChild(const std::function<std::vector<Arrival>()>& body) {
         close(output[0]);
         close(report[0]);
         dup2(output[1], STDOUT_FILENO);
+        // A fresh stream on the pipe: buffered as a host writing into a pipe would be, whatever
+        // the parent's standard output is (a terminal makes it line-buffered).
+        if (std::freopen(nullptr, "w", stdout) == nullptr) _exit(2);
         std::string encoded;
         for (const Arrival& arrival : body()) encoded += arrival.encode();
         std::fflush(stdout);
@@ -371,6 +375,31 @@ TEST_F(Probe, ConcurrentFaultsArriveInTheirThreadsForm) {
         SCOPED_TRACE(t);
         EXPECT_EQ(run.arrivals[t].form, t % 2 == 1 ? "SE_Exception" : "catch-all");
     }
+}
+
+// Catches: the probe flushing standard output itself: its lines wait in the process's buffer
+// until the host flushes. The child writes into a pipe of its own here, which nobody drains
+// while it counts the bytes that have arrived.
+TEST_F(Probe, LinesWaitInTheProcessBuffer) {
+    const ChildRun run = runInChild([] {
+        int counted[2];
+        if (pipe(counted) != 0) _exit(3);
+        dup2(counted[1], STDOUT_FILENO);
+        catchDummy(clientId, "exception6");
+        int beforeFlush = -1;
+        int afterFlush = -1;
+        ioctl(counted[0], FIONREAD, &beforeFlush);
+        std::fflush(stdout);
+        ioctl(counted[0], FIONREAD, &afterFlush);
+        Arrival bytes;
+        bytes.form = std::to_string(beforeFlush);
+        bytes.text = std::to_string(afterFlush);
+        return std::vector<Arrival>{bytes};
+    });
+    ASSERT_EQ(run.arrivals.size(), 1u);
+    const std::string line = joined({"id:%d KinesisEnv::dummy[6] [%s] beg => throw std::exception\n"}, clientId, "exception6");
+    EXPECT_EQ(run.arrivals[0].form, "0");
+    EXPECT_EQ(run.arrivals[0].text, std::to_string(line.size()));
 }
 
 // Catches: the translator key of SetParam not reaching the fault path.
