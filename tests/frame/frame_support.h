@@ -90,6 +90,12 @@ protected:
         LogCapture::reset();
     }
 
+    // Frees every client still in the table, as a host does before it unloads the library.
+    void TearDown() override {
+        for (int32_t id = 0; lib().FreeClient(id) == 0; ++id) {
+        }
+    }
+
     Library& lib() { return *library_; }
 
     void startWithSinks() {
