@@ -276,6 +276,12 @@ TEST_F(SinglePutReadBack, WhatTheRequestCarried) {
 
     ASSERT_EQ(put(client, "", "pk", nullptr, "x"), 0) << lastError(client);
     EXPECT_EQ(lastPut(client).result, -1);
+
+    const int32_t fresh = createClient(server.endpoint());
+    ASSERT_EQ(put(fresh, "stream-c", nullptr, "12345", "y"), 0) << lastError(fresh);
+    const std::string body = server.lastRequest("PutRecord").body;
+    EXPECT_EQ(body.find("PartitionKey"), std::string::npos) << body;
+    EXPECT_EQ(jsonString(body, "ExplicitHashKey"), "12345");
 }
 
 // Catches a service failure reported in one sink call, without the SDK's message, or into
