@@ -318,5 +318,33 @@ TEST_F(SinglePutFailure, ServiceErrorGoesToTheLastErrorAndTwoLogLines) {
     EXPECT_EQ(lastError(client), line + message);
 }
 
+// Catches a long service message copied past a read-back buffer of the size the header calls
+// ample, or cut before it reaches the last-error text and the log.
+TEST_F(SinglePutFailure, LongServiceMessageStaysInTheBuffers) {
+    FaultServer server;
+    const std::string message(5000, 'm');
+    server.enqueue("PutRecord", Reply::error(400, "ValidationException", message));
+    const int32_t client = createClient(server.endpoint());
+
+    EXPECT_EQ(put(client, "s", "pk", nullptr, "data"), -1);
+    ASSERT_EQ(LogCapture::logLines().size(), 2u);
+    EXPECT_EQ(LogCapture::logLines()[1].text, message);
+    EXPECT_EQ(LogCapture::logLines()[1].length, 5000);
+
+    std::vector<char> guarded(RXK_ERROR_TEXT_BYTES + 32, 'G');
+    unsigned char success = 1;
+    ASSERT_EQ(lib_->GetLastResultPutRecord(client, nullptr, nullptr, nullptr, &success, nullptr, nullptr,
+                                           guarded.data(), nullptr),
+              0);
+    EXPECT_EQ(success, 0);
+    EXPECT_EQ(std::string(guarded.data()), message.substr(0, RXK_ERROR_TEXT_BYTES - 1));
+    for (std::size_t i = RXK_ERROR_TEXT_BYTES; i < guarded.size(); ++i) ASSERT_EQ(guarded[i], 'G') << i;
+
+    const std::string line = "id:" + std::to_string(client) + " KinesisEnv::putRecord [s] error :";
+    std::vector<char> text(8000, '\0');
+    lib_->GetErrorStr(client, text.data(), static_cast<int32_t>(text.size()));
+    EXPECT_EQ(std::string(text.data()), line + message);
+}
+
 }  // namespace
 }  // namespace rxk::test
