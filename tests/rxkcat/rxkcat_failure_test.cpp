@@ -185,6 +185,39 @@ TEST_F(RecordFailures, RequestRefusedAsAWholeGivesOneWithTheServicesMessage) {
     EXPECT_TRUE(contains(result.err, "rxkcat-test: the request was refused")) << result.err;
 }
 
+// Listings: a listing cut at the first buffer size (a result of 1 also means an exact fit), or
+// an account without streams taken for a failure.
+using Listings = RecordFailures;
+
+// `count` stream names of 20 characters (the first one `extra` longer), joined they take
+// 21 * count - 1 + extra bytes.
+std::vector<std::string> streamNames(int count, int extra) {
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        std::string name = "stream-" + std::to_string(100000 + i);
+        name.resize(20 + (i == 0 ? extra : 0), 'n');
+        names.push_back(name);
+    }
+    return names;
+}
+
+TEST_F(Listings, LongAndExactlyFittingListingsComeWhole) {
+    // 4095 bytes fill the first 4096-byte buffer exactly; 6299 bytes need two more.
+    for (const auto& names : {streamNames(195, 1), streamNames(300, 0)}) {
+        server_.setHandler("ListStreams", [names](const RecordedRequest&) { return listStreamsReply(names); });
+        const RunResult result = rxkcat(against({"-L"}));
+        ASSERT_EQ(result.exitStatus, kExitOk) << describe(result);
+        EXPECT_EQ(splitFields(result.out, '\n'), names);
+    }
+}
+
+TEST_F(Listings, AccountWithoutStreamsListsNothing) {
+    server_.setHandler("ListStreams", [](const RecordedRequest&) { return emptyListStreams(); });
+    const RunResult result = rxkcat(against({"-L"}));
+    EXPECT_EQ(result.exitStatus, kExitOk) << describe(result);
+    EXPECT_EQ(result.out, "");
+}
+
 // Signals: a follower that can't be stopped cleanly, or a producer that loses what it read.
 using Signals = RxkcatTest;
 
