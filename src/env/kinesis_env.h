@@ -173,6 +173,9 @@ public:
     char randomKeyText[256];
     std::mt19937_64 randomEngine;
     std::uniform_int_distribution<uint64_t> randomRange;
+    // Guards randomEngine and randomKeyText: the single put and the record lists of one client
+    // may draw keys on several threads at once.
+    SyncLock randomLock;
 
     SyncLock statsLock;
     SyncLock errorLock;

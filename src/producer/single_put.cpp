@@ -34,10 +34,15 @@ void copyText(char* destination, const Aws::String& text) { copyText(destination
 
 }  // namespace
 
+// The single put and the record lists of one client may run on different threads at once: the
+// draw and the client's text are taken under randomLock, and each thread gets its own copy.
 const char* KinesisEnv::makeRandomKey() {
+    thread_local char threadKeyText[sizeof randomKeyText];
+    SyncLockGuard guard(randomLock);
     const uint64_t draw = randomRange(randomEngine);
     std::snprintf(randomKeyText, sizeof randomKeyText, "%" PRIu64 "%020" PRIu64, draw, uint64_t{0});
-    return randomKeyText;
+    std::memcpy(threadKeyText, randomKeyText, sizeof threadKeyText);
+    return threadKeyText;
 }
 
 int32_t KinesisEnv::putRecord(const char* streamName, const char* partitionKey,

@@ -30,12 +30,12 @@ namespace {
 constexpr int kClients = 8;
 constexpr int kShards = 4;
 constexpr int kProducerThreads = 16;
-constexpr int kBatchesPerProducer = 6;
+constexpr int kBatchesPerProducer = 20;
 constexpr int kRecordsPerBatch = 20;
-constexpr int kSinglePutsPerProducer = 8;  // by the producer that owns its client's single put
+constexpr int kSinglePutsPerProducer = 20;  // by the producer that owns its client's single put
 constexpr int kReaderThreads = 6;
 constexpr int kCounterThreads = 4;         // batches with scripted failures, for the counters
-constexpr int kCounterBatches = 12;
+constexpr int kCounterBatches = 30;
 constexpr int kChurnThreads = 3;
 constexpr int kCatalogueThreads = 3;
 constexpr int kThreads = kProducerThreads + kReaderThreads + kCounterThreads + kChurnThreads + kCatalogueThreads;
@@ -184,7 +184,7 @@ protected:
     void churn(int thread, const std::vector<int32_t>& busyClients) {
         char text[RXK_ERROR_TEXT_BYTES];
         char parameter[RXK_ERROR_TEXT_BYTES + 88];
-        for (int round = 0; round < 40; ++round) {
+        for (int round = 0; round < 100; ++round) {
             const int32_t id = newClient();
             EXPECT_EQ(lib_.SetParam(id, "maxputrow", "100"), 0);
             EXPECT_EQ(lib_.GetParam(id, "maxputrow", parameter), 0);
