@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -91,6 +92,9 @@ struct Fault {
     bool refusedConnection = false;
     bool emptySuccess = false;  // a 2xx without a body: the SDK hands out an empty result
 };
+
+// Names the fault in test names and messages (instead of its bytes).
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
 
 std::vector<Fault> allFaults() {
     return {
