@@ -117,69 +117,93 @@ class KinesisClient::Impl {
   }
 
  private:
+  // What stays the same across the attempts of one call.
+  struct CallIdentity {
+    Aws::String target;
+    Aws::String invocationId;
+    Aws::String payloadHash;  // the body does not change between attempts
+  };
+
   template <typename Result, typename Request>
   Aws::Utils::Outcome<Result, KinesisError> InvokeWithRetries(const Request& request) const {
     Internal::ConnectionLease connection(m_http);
     Internal::SerializeRequest(request, connection->requestBody);
-    // The body is the same for every attempt, so it is hashed once.
-    const Aws::String payloadHash =
-        Aws::Client::SigV4::HashPayload(connection->requestBody.data(), connection->requestBody.size());
-    const Aws::String invocationId = Internal::RandomUuid();
-    const Aws::String target = kTargetPrefix + Aws::String(request.GetServiceRequestName());
-    Internal::ResponseParser& parser = ParserOf(*connection);
+    const CallIdentity call{kTargetPrefix + Aws::String(request.GetServiceRequestName()), Internal::RandomUuid(),
+                            Aws::Client::SigV4::HashPayload(connection->requestBody.data(),
+                                                            connection->requestBody.size())};
     Internal::HttpAttemptResult response;
     Aws::String ttl;
     AWSError<CoreErrors> lastError;
-
     for (long retries = 0;; ++retries) {
-      Aws::Client::SignableRequest signable;
-      signable.payloadHash = payloadHash;
-      signable.headers = BaseHeaders(target, invocationId, retries, ttl, connection->requestBody.size());
       const Aws::Utils::DateTime signingTime = Aws::Utils::DateTime::Now();
-      m_signer.SignRequest(signable, signingTime);
-      m_http.Post(*connection, m_endpoint.url, signable.headers, response);
-
-      const Aws::String& body = connection->responseBody;
-      if (response.transportError == 0 && IsSuccessStatus(response.status)) {
-        Result result;
-        Aws::String parseMessage;
-        if (parser.Parse(body.data(), body.size(), true, result, parseMessage)) {
-          m_retryStrategy->RequestBookkeeping(true, lastError);
-          AttachRequestId(result, HeaderValue(response.headers, "x-amzn-requestid"));
-          Aws::Utils::Outcome<Result, KinesisError> outcome(std::move(result));
-          outcome.SetRetryCount(static_cast<unsigned>(retries));
-          return outcome;
-        }
-        lastError = Internal::MarshallUnreadableResult(parseMessage.c_str());
-        lastError.SetResponseCode(response.status);
-        lastError.SetResponseHeaders(response.headers);
-      } else if (response.transportError != 0) {
-        lastError = Internal::MarshallTransportError(response.transportError, response.transportMessage.c_str());
-      } else {
-        lastError = Internal::MarshallServiceError(response.status, response.headers,
-                                                   parser.ParseErrorPayload(body.data(), body.size(), true));
+      SendAttempt(*connection, call, retries, ttl, signingTime, response);
+      Result result;
+      if (ReadAnswer(*connection, response, result, lastError)) {
+        m_retryStrategy->RequestBookkeeping(true, lastError);
+        Aws::Utils::Outcome<Result, KinesisError> outcome(std::move(result));
+        outcome.SetRetryCount(static_cast<unsigned>(retries));
+        return outcome;
       }
-      lastError.SetRemoteHostIpAddress(response.remoteIp);
-
-      Aws::Utils::DateTime serverTime;
-      const bool hasServerTime = ServerTime(response.headers, serverTime);
-      const bool skewCorrected = hasServerTime && CorrectClockSkew(serverTime, signingTime, lastError);
-      m_retryStrategy->RequestBookkeeping(false, lastError);
-      if (!m_retryStrategy->ShouldRetry(lastError, retries)) {
+      if (!PrepareRetry(lastError, response, signingTime, retries, ttl)) {
         Aws::Utils::Outcome<Result, KinesisError> outcome{KinesisError(std::move(lastError))};
         outcome.SetRetryCount(static_cast<unsigned>(retries));
         return outcome;
       }
-      ttl = hasServerTime ? TimeToLive() : Aws::String();
-      if (!skewCorrected) {
-        const long delay = m_retryStrategy->CalculateDelayBeforeNextRetry(lastError, retries);
-        if (delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay));
-      }
     }
   }
 
-  Internal::HeaderList BaseHeaders(const Aws::String& target, const Aws::String& invocationId, long retries,
-                                   const Aws::String& ttl, size_t bodyLength) const {
+  void SendAttempt(Internal::Connection& connection, const CallIdentity& call, long retries, const Aws::String& ttl,
+                   const Aws::Utils::DateTime& signingTime, Internal::HttpAttemptResult& response) const {
+    Aws::Client::SignableRequest signable;
+    signable.payloadHash = call.payloadHash;
+    signable.headers = BaseHeaders(call, retries, ttl, connection.requestBody.size());
+    m_signer.SignRequest(signable, signingTime);
+    m_http.Post(connection, m_endpoint.url, signable.headers, response);
+  }
+
+  // Fills `result` from a successful answer and returns true, or describes the failure.
+  template <typename Result>
+  bool ReadAnswer(Internal::Connection& connection, const Internal::HttpAttemptResult& response, Result& result,
+                  AWSError<CoreErrors>& error) const {
+    Internal::ResponseParser& parser = ParserOf(connection);
+    const Aws::String& body = connection.responseBody;
+    if (response.transportError != 0) {
+      error = Internal::MarshallTransportError(response.transportError, response.transportMessage.c_str());
+    } else if (!IsSuccessStatus(response.status)) {
+      error = Internal::MarshallServiceError(response.status, response.headers,
+                                             parser.ParseErrorPayload(body.data(), body.size(), true));
+    } else {
+      Aws::String parseMessage;
+      if (parser.Parse(body.data(), body.size(), true, result, parseMessage)) {
+        AttachRequestId(result, HeaderValue(response.headers, "x-amzn-requestid"));
+        return true;
+      }
+      error = Internal::MarshallUnreadableResult(parseMessage.c_str());
+      error.SetResponseCode(response.status);
+      error.SetResponseHeaders(response.headers);
+    }
+    error.SetRemoteHostIpAddress(response.remoteIp);
+    return false;
+  }
+
+  // Asks the retry strategy and waits its delay; false when the call ends with `error`.
+  bool PrepareRetry(AWSError<CoreErrors>& error, const Internal::HttpAttemptResult& response,
+                    const Aws::Utils::DateTime& signingTime, long retries, Aws::String& ttl) const {
+    Aws::Utils::DateTime serverTime;
+    const bool hasServerTime = ServerTime(response.headers, serverTime);
+    const bool skewCorrected = hasServerTime && CorrectClockSkew(serverTime, signingTime, error);
+    m_retryStrategy->RequestBookkeeping(false, error);
+    if (!m_retryStrategy->ShouldRetry(error, retries)) return false;
+    ttl = hasServerTime ? TimeToLive() : Aws::String();
+    if (!skewCorrected) {
+      const long delay = m_retryStrategy->CalculateDelayBeforeNextRetry(error, retries);
+      if (delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+    }
+    return true;
+  }
+
+  Internal::HeaderList BaseHeaders(const CallIdentity& call, long retries, const Aws::String& ttl,
+                                   size_t bodyLength) const {
     Aws::String attempt = "attempt=" + std::to_string(retries + 1);
     if (retries > 0) {
       attempt = (ttl.empty() ? Aws::String() : "ttl=" + ttl + "; ") + attempt + "; max=" +
@@ -188,10 +212,10 @@ class KinesisClient::Impl {
     Internal::HeaderList headers;
     headers.reserve(11);
     headers.emplace_back("content-type", kContentType);
-    headers.emplace_back("x-amz-target", target);
+    headers.emplace_back("x-amz-target", call.target);
     headers.emplace_back("host", m_endpoint.authority);
     headers.emplace_back("content-length", std::to_string(bodyLength));
-    headers.emplace_back("amz-sdk-invocation-id", invocationId);
+    headers.emplace_back("amz-sdk-invocation-id", call.invocationId);
     headers.emplace_back("amz-sdk-request", std::move(attempt));
     headers.emplace_back("user-agent", m_userAgent);
     return headers;
