@@ -6,6 +6,7 @@
 //             [--record-bytes N] [--shard ID] [--clients N]
 // Workloads: batch-put, single-put, poll-read, record-read, prefill, memory-idle,
 // memory-clients, memory-long. The endpoint comes from AWS_ENDPOINT_URL_KINESIS.
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -42,6 +43,9 @@ struct Measure {
     double cpuSeconds = 0;
     long rssKib = 0;
     long rssBeforeKib = 0;
+    long heapKib = 0;  // heap in use, which unlike the resident size leaves out shared code pages
+    long heapBeforeKib = 0;
+    long coldHeapKib = 0;  // memory-idle: what the first client of the process added to the heap
 };
 
 double cpuSecondsNow() {
@@ -58,6 +62,11 @@ long residentKib() {
         if (line.rfind("VmRSS:", 0) == 0) return std::strtol(line.c_str() + 6, nullptr, 10);
     }
     return 0;
+}
+
+long heapInUseKib() {
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
 using Clock = std::chrono::steady_clock;
@@ -214,16 +223,23 @@ public:
         std::exit(2);
     }
 
-    // Resident size before and after creating clients (each makes one request so that its
-    // connection exists, as a working client would have).
+    // Resident size and heap before and after creating idle clients (no request yet, so no
+    // connection). The process's first client also sets up what all clients share (TLS and HTTP
+    // library state), so it is created first and its heap growth reported apart.
     Measure memoryOfClients(int count) {
+        const long coldBefore = heapInUseKib();
+        const int first = newClient();
         Measure m;
+        m.coldHeapKib = heapInUseKib() - coldBefore;
         m.rssBeforeKib = residentKib();
+        m.heapBeforeKib = heapInUseKib();
         std::vector<int> clients;
         for (int i = 0; i < count; ++i) clients.push_back(newClient());
         m.rssKib = residentKib();
+        m.heapKib = heapInUseKib();
         m.records = count;
         for (int client : clients) lib_.FreeClient(client);
+        lib_.FreeClient(first);
         return m;
     }
 
@@ -233,7 +249,9 @@ public:
         batchPut(client, 0, options_.records / 10);
         Measure m;
         m.rssBeforeKib = residentKib();
+        m.heapBeforeKib = heapInUseKib();
         const Measure run = timed([&] { return batchPut(client, 0, options_.records); });
+        m.heapKib = heapInUseKib();
         m.records = run.records;
         m.seconds = run.seconds;
         m.cpuSeconds = run.cpuSeconds;
@@ -280,8 +298,9 @@ int main(int argc, char** argv) {
     Bench bench(lib, options);
     const Measure m = bench.run();
     std::printf("{\"client\":\"rxkinesis\",\"workload\":\"%s\",\"threads\":%d,\"records\":%ld,\"seconds\":%.6f,"
-                "\"cpu_seconds\":%.6f,\"rss_kib\":%ld,\"rss_before_kib\":%ld}\n",
+                "\"cpu_seconds\":%.6f,\"rss_kib\":%ld,\"rss_before_kib\":%ld,\"heap_kib\":%ld,"
+                "\"heap_before_kib\":%ld,\"cold_heap_kib\":%ld}\n",
                 options.workload.c_str(), options.threads, m.records, m.seconds, m.cpuSeconds, m.rssKib,
-                m.rssBeforeKib);
+                m.rssBeforeKib, m.heapKib, m.heapBeforeKib, m.coldHeapKib);
     return 0;
 }
