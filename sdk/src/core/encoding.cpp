@@ -5,8 +5,9 @@
 #include <openssl/rand.h>
 #include <openssl/sha.h>
 
-#include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <random>
 
 namespace Aws {
@@ -36,43 +37,76 @@ Aws::String HexEncode(const unsigned char* data, size_t length) {
   return hex;
 }
 
-void AppendBase64(Aws::String& out, const unsigned char* data, size_t length) {
-  if (length == 0) return;
-  const size_t start = out.size();
-  const size_t encodedLength = Base64EncodedLength(length);
-  // EVP_EncodeBlock writes a terminating NUL, and takes an int length: encode in chunks
-  // that are multiples of 3 so that the pieces join without padding in the middle.
-  out.resize(start + encodedLength + 1);
-  unsigned char* target = reinterpret_cast<unsigned char*>(&out[start]);
-  constexpr size_t kChunk = size_t{3} << 28;
-  size_t done = 0;
-  while (done < length) {
-    const size_t piece = std::min(kChunk, length - done);
-    target += EVP_EncodeBlock(target, data + done, static_cast<int>(piece));
-    done += piece;
-  }
-  out.resize(start + encodedLength);
-}
-
 namespace {
 
-// 0..63 for alphabet characters, 64 for '=', 255 for anything else.
-struct Base64Table {
-  unsigned char value[256];
-  Base64Table() {
-    static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Every pair of base64 characters for each 12-bit value: a 3-byte group is written with two
+// lookups instead of four.
+struct Base64PairTable {
+  char pair[4096][2];
+  Base64PairTable() {
+    for (int i = 0; i < 4096; ++i) {
+      pair[i][0] = kBase64Alphabet[i >> 6];
+      pair[i][1] = kBase64Alphabet[i & 63];
+    }
+  }
+};
+
+const Base64PairTable& EncodeTable() {
+  static const Base64PairTable table;
+  return table;
+}
+
+// For each position in a 4-character group, every character's six bits already shifted into
+// place, or kInvalidBits for a character outside the alphabet ('=' included): a whole group is
+// decoded with four loads, three ORs and one test.
+constexpr uint32_t kInvalidBits = 0x01000000;
+
+struct Base64DecodeTable {
+  uint32_t shifted[4][256];
+  unsigned char value[256];  // 0..63 for alphabet characters, 64 for '=', 255 for anything else
+  Base64DecodeTable() {
     for (unsigned char& v : value) v = 255;
-    for (int i = 0; i < 64; ++i) value[static_cast<unsigned char>(kAlphabet[i])] = static_cast<unsigned char>(i);
+    for (auto& position : shifted) {
+      for (uint32_t& bits : position) bits = kInvalidBits;
+    }
+    for (uint32_t i = 0; i < 64; ++i) {
+      const auto c = static_cast<unsigned char>(kBase64Alphabet[i]);
+      value[c] = static_cast<unsigned char>(i);
+      for (int position = 0; position < 4; ++position) shifted[position][c] = i << (18 - 6 * position);
+    }
     value[static_cast<unsigned char>('=')] = 64;
   }
 };
 
-const Base64Table& DecodeTable() {
-  static const Base64Table table;
+const Base64DecodeTable& DecodeTable() {
+  static const Base64DecodeTable table;
   return table;
 }
 
 }  // namespace
+
+void AppendBase64(Aws::String& out, const unsigned char* data, size_t length) {
+  if (length == 0) return;
+  const size_t start = out.size();
+  out.resize(start + Base64EncodedLength(length));
+  char* target = &out[start];
+  const auto& pairs = EncodeTable().pair;
+  size_t i = 0;
+  for (; i + 3 <= length; i += 3, target += 4) {
+    const uint32_t group = (uint32_t{data[i]} << 16) | (uint32_t{data[i + 1]} << 8) | data[i + 2];
+    std::memcpy(target, pairs[group >> 12], 2);
+    std::memcpy(target + 2, pairs[group & 0xfff], 2);
+  }
+  if (i == length) return;
+  // One or two bytes left: padded to a full group.
+  const uint32_t group = (uint32_t{data[i]} << 16) | (i + 1 < length ? uint32_t{data[i + 1]} << 8 : 0);
+  target[0] = kBase64Alphabet[group >> 18];
+  target[1] = kBase64Alphabet[(group >> 12) & 63];
+  target[2] = i + 1 < length ? kBase64Alphabet[(group >> 6) & 63] : '=';
+  target[3] = '=';
+}
 
 bool DecodeBase64(const char* text, size_t length, Aws::Utils::ByteBuffer& out) {
   out = Aws::Utils::ByteBuffer();
@@ -80,23 +114,30 @@ bool DecodeBase64(const char* text, size_t length, Aws::Utils::ByteBuffer& out) 
   if (length % 4 != 0) return false;
   const size_t padding = (text[length - 1] == '=') + (length >= 2 && text[length - 2] == '=');
   const size_t decodedLength = length / 4 * 3 - padding;
-  const unsigned char* table = DecodeTable().value;
+  const Base64DecodeTable& table = DecodeTable();
   const unsigned char* in = reinterpret_cast<const unsigned char*>(text);
   Aws::Utils::ByteBuffer decoded(decodedLength);
   unsigned char* target = decoded.GetUnderlyingData();
-  size_t written = 0;
-  for (size_t i = 0; i < length; i += 4) {
-    const unsigned a = table[in[i]], b = table[in[i + 1]], c = table[in[i + 2]], d = table[in[i + 3]];
-    const bool last = i + 4 == length;
-    if (a > 63 || b > 63) return false;
-    if (!last && (c > 63 || d > 63)) return false;
-    if (last && (c == 255 || d == 255 || (c == 64 && d != 64))) return false;
-    const unsigned triple = (a << 18) | (b << 12) | ((c & 63) << 6) | (d & 63);
-    target[written++] = static_cast<unsigned char>(triple >> 16);
-    if (c != 64) target[written++] = static_cast<unsigned char>(triple >> 8);
-    if (d != 64) target[written++] = static_cast<unsigned char>(triple);
+  // Every group but the last holds four alphabet characters and gives three bytes.
+  const size_t lastGroup = length - 4;
+  for (size_t i = 0; i < lastGroup; i += 4, target += 3) {
+    const uint32_t triple = table.shifted[0][in[i]] | table.shifted[1][in[i + 1]] | table.shifted[2][in[i + 2]] |
+                            table.shifted[3][in[i + 3]];
+    if (triple & kInvalidBits) return false;
+    target[0] = static_cast<unsigned char>(triple >> 16);
+    target[1] = static_cast<unsigned char>(triple >> 8);
+    target[2] = static_cast<unsigned char>(triple);
   }
-  decoded.SetLength(written);
+  // The last group may end in one or two '='.
+  const unsigned char* last = in + lastGroup;
+  const unsigned a = table.value[last[0]], b = table.value[last[1]], c = table.value[last[2]],
+                 d = table.value[last[3]];
+  if (a > 63 || b > 63 || c == 255 || d == 255 || (c == 64 && d != 64)) return false;
+  const unsigned triple = (a << 18) | (b << 12) | ((c & 63) << 6) | (d & 63);
+  *target++ = static_cast<unsigned char>(triple >> 16);
+  if (c != 64) *target++ = static_cast<unsigned char>(triple >> 8);
+  if (d != 64) *target++ = static_cast<unsigned char>(triple);
+  decoded.SetLength(static_cast<size_t>(target - decoded.GetUnderlyingData()));
   out = std::move(decoded);
   return true;
 }
