@@ -28,6 +28,9 @@ bool ShardIteratorData::matches(const char* stream, const char* shard) const {
 
 void ShardIteratorData::fetchWithIteratorText(const Aws::Kinesis::KinesisClient& client) {
     recordsRequest.SetShardIterator(iteratorText);
+    // The previous batch is dropped before the next one is decoded, so that the decoding reuses
+    // its memory while it is still in cache, and a reading never holds two batches at once.
+    Aws::Vector<Aws::Kinesis::Model::Record>().swap(records);
     recordsOutcome = client.GetRecords(recordsRequest);
     // A batch may hold thousands of records, already decoded once: take them over instead of
     // copying. The outcome is our own non-const object and nothing reads its records later;
