@@ -142,9 +142,11 @@ int32_t KinesisEnv::nextGetIterator(const char* stream, const char* shard) {
     return batchResult(*reading);
 }
 
+// The host sizes `data` for its longest record; for the sequence number the header names only
+// RXK_POLL_SEQUENCE_BYTES, so a longer one from the service is cut to that, never written past it.
 int32_t KinesisEnv::getRecordFromIterator(const char* stream, const char* shard,
                                           char* sequenceNumber, char* data, int32_t* length) {
-    return handOutRecord(*this, stream, shard, TextBuffer{sequenceNumber, kUnmeasuredBuffer},
+    return handOutRecord(*this, stream, shard, TextBuffer{sequenceNumber, RXK_POLL_SEQUENCE_BYTES},
                          TextBuffer{data, kUnmeasuredBuffer}, length);
 }
 

@@ -168,7 +168,7 @@ private:
             uint32_t* bytesOut = input_.ConsumeBool() ? &bytes : nullptr;
             expectCode("GetListRecordInfo", guarded("GetListRecordInfo", [&] {
                            return lib_.GetListRecordInfo(id, listId, countOut, bytesOut);
-                       }), {0, -1});
+                       }), {0, -1, -5});
             break;
         }
         case Operation::AddRecordToList: {
