@@ -233,8 +233,17 @@ DateTime::DateTime() : m_time(), m_valid(true) {}
 DateTime::DateTime(const std::chrono::system_clock::time_point& timepointToAssign)
     : m_time(timepointToAssign), m_valid(true) {}
 
+// The clock counts nanoseconds (about 292 years either side of 1970): a service timestamp beyond
+// that is held at the limit instead of overflowing the conversion.
+static int64_t MillisTheClockHolds(int64_t millis) {
+  constexpr int64_t limit =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::duration::max()).count();
+  return millis > limit ? limit : (millis < -limit ? -limit : millis);
+}
+
 DateTime::DateTime(int64_t millisSinceEpoch)
-    : m_time(std::chrono::duration_cast<Clock::duration>(std::chrono::milliseconds(millisSinceEpoch))),
+    : m_time(std::chrono::duration_cast<Clock::duration>(
+          std::chrono::milliseconds(MillisTheClockHolds(millisSinceEpoch)))),
       m_valid(true) {}
 
 DateTime::DateTime(double epochSeconds) : DateTime(static_cast<int64_t>(std::llround(epochSeconds * 1000.0))) {}
