@@ -211,7 +211,8 @@ RXK_API int32_t NextShardIterator(int32_t id, const char* stream, const char* sh
 /* Hands out the next record, fetching a batch when the current one is used up. data receives
  * the record as text (cut at its first NUL byte, always terminated: give it the longest record
  * + 1 bytes); length receives the full record length; sequenceNumber (may be NULL) receives the
- * sequence number. Returns 0, 2 (no record) or -4. */
+ * sequence number (give it RXK_POLL_SEQUENCE_BYTES; a longer one is cut there). Returns 0,
+ * 2 (no record) or -4. */
 RXK_API int32_t GetRecordFromIterator(int32_t id, const char* stream, const char* shard,
                                       char* sequenceNumber, char* data, int32_t* length);
 
