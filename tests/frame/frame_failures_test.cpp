@@ -197,21 +197,6 @@ TEST_F(FrameFailures, RefusedArgumentsSpeakOfTheId) {
     }
 }
 
-// Catches frame failures of the parameter exports that overwrite the global error text.
-TEST_F(FrameFailures, ParameterExportsReportToTheLogOnly) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    lib().SetGlobalErrorStr("kept");
-    char buffer[kTextBytes];
-    EXPECT_EQ(lib().SetParam(3, "retry", "1"), -1);
-    EXPECT_EQ(lib().GetParam(-1, "retry", buffer), -1);
-    EXPECT_EQ(lib().Dummy(7, "exception"), -1);
-    EXPECT_EQ(globalError(), "kept");
-    EXPECT_EQ(LogCapture::logTexts(), (std::vector<std::string>{"rxKinesis::SetParam bad param id 3",
-                                                                "rxKinesis::GetParam bad param id -1",
-                                                                "rxKinesis::Dummy bad param id 7"}));
-}
-
 // Catches trace lines with wrong words or values, lines written without the method having
 // run, and out-values read through null pointers.
 TEST_F(FrameTrace, LinesAfterTheMethod) {
