@@ -154,29 +154,24 @@ TEST(FaultHandlers, HostFaultReachesTheHostsEarlierHandler) {
 // Catches: a host fault that loops for ever or vanishes when the host had no handler: the
 // process must end by the signal, as it would without the library.
 TEST(FaultHandlers, HostFaultWithDefaultActionEndsTheProcess) {
-    const int segmentation = statusOfChild([] {
-        setHandler(SIGSEGV, SIG_DFL);
-        Library library(Library::Unload::Never);
-        library.InititializeInterface();
-        faultInHostCode();
-    });
-    EXPECT_TRUE(killedBy(segmentation, SIGSEGV)) << "status " << segmentation;
-
-    const int arithmetic = statusOfChild([] {
-        setHandler(SIGFPE, SIG_DFL);
-        Library library(Library::Unload::Never);
-        library.InititializeInterface();
-        divideByZeroInHostCode();
-    });
-    EXPECT_TRUE(killedBy(arithmetic, SIGFPE)) << "status " << arithmetic;
-
-    const int ignored = statusOfChild([] {
-        setHandler(SIGSEGV, SIG_IGN);
-        Library library(Library::Unload::Never);
-        library.InititializeInterface();
-        faultInHostCode();
-    });
-    EXPECT_TRUE(killedBy(ignored, SIGSEGV)) << "status " << ignored;
+    struct Case {
+        const char* name;
+        int signal;
+        void (*disposition)(int);
+        void (*fault)();
+    };
+    for (const Case& c : {Case{"segmentation", SIGSEGV, SIG_DFL, faultInHostCode},
+                          Case{"arithmetic", SIGFPE, SIG_DFL, divideByZeroInHostCode},
+                          Case{"ignored", SIGSEGV, SIG_IGN, faultInHostCode}}) {
+        SCOPED_TRACE(c.name);
+        const int status = statusOfChild([&c] {
+            setHandler(c.signal, c.disposition);
+            Library library(Library::Unload::Never);
+            library.InititializeInterface();
+            c.fault();
+        });
+        EXPECT_TRUE(killedBy(status, c.signal)) << "status " << status;
+    }
 }
 
 // Catches: handlers left pointing into an unloaded library, or the wrong ones put back.

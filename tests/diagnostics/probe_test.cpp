@@ -286,25 +286,19 @@ void expectArrival(const Arrival& arrival, const char* form, unsigned int code, 
 // Catches: a scenario printing the wrong lines (or an end line behind its fault), a clause that
 // throws the wrong thing on, a fault that isn't translated on a translator thread or is
 // translated on a thread without one.
-TEST_F(Probe, EachScenarioOnThreadWithoutTranslator) {
-    for (const Expectation& scenario : scenarios()) {
-        SCOPED_TRACE(scenario.word);
-        const ChildRun run = dummyOnFreshThread(ThreadKind::Plain, {scenario.word});
-        ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << "child status " << run.status;
-        ASSERT_EQ(run.arrivals.size(), 1u);
-        EXPECT_EQ(run.output, joined(scenario.linesWithout, clientId, scenario.word));
-        expectArrival(run.arrivals[0], scenario.formWithout, scenario.code, scenario.text);
-    }
-}
-
-TEST_F(Probe, EachScenarioOnThreadWithTranslator) {
-    for (const Expectation& scenario : scenarios()) {
-        SCOPED_TRACE(scenario.word);
-        const ChildRun run = dummyOnFreshThread(ThreadKind::InitializeInterface, {scenario.word});
-        ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << "child status " << run.status;
-        ASSERT_EQ(run.arrivals.size(), 1u);
-        EXPECT_EQ(run.output, joined(scenario.linesWith, clientId, scenario.word));
-        expectArrival(run.arrivals[0], scenario.formWith, scenario.code, scenario.text);
+TEST_F(Probe, EachScenarioOnThreadsWithAndWithoutTranslator) {
+    for (const bool translator : {false, true}) {
+        for (const Expectation& scenario : scenarios()) {
+            SCOPED_TRACE(std::string(scenario.word) + (translator ? " with translator" : " without translator"));
+            const ChildRun run = dummyOnFreshThread(translator ? ThreadKind::InitializeInterface : ThreadKind::Plain,
+                                                    {scenario.word});
+            ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << "child status " << run.status;
+            ASSERT_EQ(run.arrivals.size(), 1u);
+            EXPECT_EQ(run.output, joined(translator ? scenario.linesWith : scenario.linesWithout, clientId,
+                                         scenario.word));
+            expectArrival(run.arrivals[0], translator ? scenario.formWith : scenario.formWithout, scenario.code,
+                          scenario.text);
+        }
     }
 }
 
