@@ -1,8 +1,7 @@
 // The single put through the exports: round trips through the emulator, keys kept between
 // calls, random keys, the read-back, and service failures through the fault server.
-#include "fault_server.h"
 #include "kinesalite.h"
-#include "library.h"
+#include "producer_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -16,18 +15,7 @@
 namespace rxk::test {
 namespace {
 
-constexpr std::size_t kTextBytes = RXK_ERROR_TEXT_BYTES + 88;
 constexpr char kHighestHashKey[] = "340282366920938463463374607431768211455";
-
-Library& library() {
-    static Library& loaded = [] () -> Library& {
-        Library& lib = sharedLibrary();
-        lib.InititializeInterface();
-        lib.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        return lib;
-    }();
-    return loaded;
-}
 
 // Everything GetLastResultPutRecord hands out.
 struct LastPut {
@@ -37,25 +25,8 @@ struct LastPut {
     uint32_t dataLength = 0;
 };
 
-class SinglePutTest : public ::testing::Test {
+class SinglePutTest : public ProducerTest {
 protected:
-    void SetUp() override {
-        lib_ = &library();
-        LogCapture::reset();
-    }
-
-    void TearDown() override {
-        for (const int32_t client : clients_) lib_->FreeClient(client);
-    }
-
-    int32_t createClient(const std::string& endpoint) {
-        ServiceEnvironment environment(endpoint, ServiceEnvironment::SdkRetries::Off);
-        const int32_t client = lib_->CreateClient("us-east-1", "AKIDEXAMPLE", "wJalrXUtnFEMI/K7MDENG");
-        EXPECT_GE(client, 0);
-        clients_.push_back(client);
-        return client;
-    }
-
     int32_t put(int32_t client, const std::string& stream, const char* partitionKey,
                 const char* explicitHashKey, const std::string& data) {
         return lib_->PutRecord(client, stream.c_str(), partitionKey, explicitHashKey, data.data(),
@@ -80,12 +51,6 @@ protected:
         return last;
     }
 
-    std::string lastError(int32_t client) {
-        std::vector<char> buffer(kTextBytes, '\0');
-        lib_->GetErrorStr(client, buffer.data(), static_cast<int32_t>(buffer.size()));
-        return buffer.data();
-    }
-
     std::string readRecord(int32_t client, const std::string& stream, const LastPut& last) {
         std::vector<char> data(kTextBytes, '\0');
         int32_t length = -7;
@@ -94,9 +59,6 @@ protected:
                   0);
         return std::string(data.data(), static_cast<std::size_t>(length < 0 ? 0 : length));
     }
-
-    Library* lib_ = nullptr;
-    std::vector<int32_t> clients_;
 };
 
 using SinglePut = SinglePutTest;
