@@ -19,8 +19,6 @@ using rxk::sdktest::clientFor;
 using rxk::test::FaultServer;
 using rxk::test::RecordedRequest;
 
-const auto* const kSdkEnvironment = ::testing::AddGlobalTestEnvironment(new rxk::sdktest::SdkEnvironment);
-
 const std::string kSignerScript = RXK_BOTOCORE_SIGNER;
 
 std::string runCommand(const std::string& command) {

@@ -33,8 +33,6 @@ using rxk::test::Millis;
 using rxk::test::RecordedRequest;
 using rxk::test::Reply;
 
-const auto* const kSdkEnvironment = ::testing::AddGlobalTestEnvironment(new rxk::sdktest::SdkEnvironment);
-
 PutRecordRequest smallPut() {
     return PutRecordRequest().WithStreamName("s").WithPartitionKey("k").WithData(bytesOf("data"));
 }

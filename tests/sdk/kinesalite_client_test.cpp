@@ -16,8 +16,6 @@ using rxk::sdktest::bytesOf;
 using rxk::sdktest::clientFor;
 using rxk::sdktest::textOf;
 
-const auto* const kSdkEnvironment = ::testing::AddGlobalTestEnvironment(new rxk::sdktest::SdkEnvironment);
-
 rxk::test::Kinesalite& emulator() { return rxk::test::sharedKinesalite(); }
 
 std::string allByteValues() {

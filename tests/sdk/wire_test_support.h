@@ -45,7 +45,8 @@ inline std::string textOf(const Aws::Utils::ByteBuffer& buffer) {
     return std::string(reinterpret_cast<const char*>(buffer.GetUnderlyingData()), buffer.GetLength());
 }
 
-// InitAPI/ShutdownAPI around every test binary that talks to a server.
+// InitAPI/ShutdownAPI around every test binary that talks to a server, registered once per
+// binary however many of its files include this header.
 class SdkEnvironment : public ::testing::Environment {
 public:
     void SetUp() override { Aws::InitAPI(options_); }
@@ -54,5 +55,7 @@ public:
 private:
     Aws::SDKOptions options_;
 };
+
+inline ::testing::Environment* const kSdkEnvironment = ::testing::AddGlobalTestEnvironment(new SdkEnvironment);
 
 }  // namespace rxk::sdktest
