@@ -275,29 +275,24 @@ TEST_F(Signals, NoProgressLineWhenStandardErrorIsNoTerminal) {
 using Probe = RxkcatTest;
 
 TEST_F(Probe, TellsWhichExceptionArrived) {
-    const RunResult thrown = rxkcat({"-Z", "exception7"});
-    EXPECT_EQ(thrown.exitStatus, kExitOk) << describe(thrown);
-    EXPECT_TRUE(contains(thrown.out, "id:0 KinesisEnv::dummy[7] [exception7] beg => throw RX_Exception\n")) << thrown.out;
-    EXPECT_TRUE(contains(thrown.out, "delivered RX_Exception [RX_Exception: exception7]")) << thrown.out;
-
-    const RunResult standard = rxkcat({"-Z", "exception6"});
-    EXPECT_TRUE(contains(standard.out, "delivered std::exception [exception6]")) << describe(standard);
-
-    const RunResult fault = rxkcat({"-Z", "exception4"});
-    EXPECT_EQ(fault.exitStatus, kExitOk) << describe(fault);
-    EXPECT_TRUE(contains(fault.out, "delivered std::exception [SE_Exception: Access Violation]")) << fault.out;
-
-    const RunResult quiet = rxkcat({"-Z", "nothing"});
-    EXPECT_EQ(quiet.exitStatus, kExitOk) << describe(quiet);
-    EXPECT_TRUE(contains(quiet.out, "no exception, Dummy returned 0")) << quiet.out;
-    EXPECT_TRUE(contains(quiet.out, "last error text: id:0 KinesisEnv::dummy [nothing]")) << quiet.out;
-}
-
-TEST_F(Probe, UntranslatedFaultArrivesAsSeException) {
-    const RunResult fault = rxkcat({"-Z", "exception"});
-    EXPECT_EQ(fault.exitStatus, kExitOk) << describe(fault);
-    EXPECT_TRUE(contains(fault.out, "delivered SE_Exception [SE_Exception: Access Violation] code 0xC0000005"))
-        << fault.out;
+    const struct {
+        const char* word;
+        std::vector<std::string> fragments;
+    } cases[] = {
+        {"exception7", {"id:0 KinesisEnv::dummy[7] [exception7] beg => throw RX_Exception\n",
+                        "delivered RX_Exception [RX_Exception: exception7]"}},
+        {"exception6", {"delivered std::exception [exception6]"}},
+        {"exception4", {"delivered std::exception [SE_Exception: Access Violation]"}},
+        // Untranslated: the fault arrives as SE_Exception with its code.
+        {"exception", {"delivered SE_Exception [SE_Exception: Access Violation] code 0xC0000005"}},
+        {"nothing", {"no exception, Dummy returned 0", "last error text: id:0 KinesisEnv::dummy [nothing]"}},
+    };
+    for (const auto& probe : cases) {
+        SCOPED_TRACE(probe.word);
+        const RunResult result = rxkcat({"-Z", probe.word});
+        EXPECT_EQ(result.exitStatus, kExitOk) << describe(result);
+        for (const std::string& fragment : probe.fragments) EXPECT_TRUE(contains(result.out, fragment)) << result.out;
+    }
 }
 
 // Verbosity: the library's own log and trace not reaching standard error.
