@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace rxk::test {
 namespace {
 
@@ -25,43 +27,32 @@ protected:
     Client client{server.endpoint(), ServiceEnvironment::SdkRetries::Off};
 };
 
-// Would catch a result of 0 for a text that only just fits (the host can't tell it from a cut).
-TEST_F(GetDataBuffer, RoomForTextAndNulIsAnExactFitAndReturns1) {
-    const Listing listing = streams(kTextLength + 1);
-    EXPECT_EQ(listing.result, RXK_CUT);
-    EXPECT_EQ(listing.text, kText);
-    EXPECT_EQ(listing.lenBuffer, kTextLength + 1);
-    EXPECT_TRUE(listing.guardsIntact);
-}
-
-// Would catch an off-by-one that reports a cut where the text fitted with room to spare.
-TEST_F(GetDataBuffer, OneByteMoreReturns0) {
-    const Listing listing = streams(kTextLength + 2);
-    EXPECT_EQ(listing.result, RXK_OK);
-    EXPECT_EQ(listing.text, kText);
-    EXPECT_EQ(listing.lenBuffer, kTextLength + 1);
-    EXPECT_EQ(listing.bytes[kTextLength + 1], kListingGuard);
-    EXPECT_TRUE(listing.guardsIntact);
-}
-
-// Would catch a cut that writes the NUL past the declared size or reports the wrong count.
-TEST_F(GetDataBuffer, ATooSmallBufferGetsTheFirstBytesTerminated) {
-    for (std::int32_t declared : {kTextLength, 6, 2}) {
-        const Listing listing = streams(declared);
-        EXPECT_EQ(listing.result, RXK_CUT) << declared;
-        EXPECT_EQ(listing.text, kText.substr(0, static_cast<std::size_t>(declared - 1)));
-        EXPECT_EQ(listing.lenBuffer, declared);
-        EXPECT_TRUE(listing.guardsIntact) << declared;
+// Would catch a result of 0 for a text that only just fits (the host can't tell it from a cut),
+// an off-by-one that reports a cut where the text fitted with room to spare, a cut that writes
+// the NUL past the declared size or reports the wrong count, and a one-byte buffer receiving a
+// text byte instead of only the NUL.
+TEST_F(GetDataBuffer, DeclaredSizesAroundTheTextLength) {
+    const struct {
+        std::int32_t declared;
+        std::int32_t result;
+        std::size_t textBytes;  // of kText expected before the NUL
+    } cases[] = {
+        {kTextLength + 2, RXK_OK, kText.size()},       {kTextLength + 1, RXK_CUT, kText.size()},
+        {kTextLength, RXK_CUT, kText.size() - 1},      {6, RXK_CUT, 5},
+        {2, RXK_CUT, 1},                               {1, RXK_CUT, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.declared);
+        const Listing listing = streams(c.declared);
+        EXPECT_EQ(listing.result, c.result);
+        EXPECT_EQ(listing.text, kText.substr(0, c.textBytes));
+        EXPECT_EQ(listing.bytes[c.textBytes], '\0');
+        EXPECT_EQ(listing.lenBuffer, std::min(c.declared, kTextLength + 1));
+        if (c.result == RXK_OK) {
+            EXPECT_EQ(listing.bytes[kTextLength + 1], kListingGuard);
+        }
+        EXPECT_TRUE(listing.guardsIntact);
     }
-}
-
-// Would catch a one-byte buffer receiving a text byte instead of only the NUL.
-TEST_F(GetDataBuffer, OneByteHoldsTheEmptyText) {
-    const Listing listing = streams(1);
-    EXPECT_EQ(listing.result, RXK_CUT);
-    EXPECT_EQ(listing.bytes[0], '\0');
-    EXPECT_EQ(listing.lenBuffer, 1);
-    EXPECT_TRUE(listing.guardsIntact);
 }
 
 // Would catch a write into a buffer declared empty or negative: the service is asked, then the
