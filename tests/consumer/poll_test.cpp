@@ -258,16 +258,21 @@ TEST_F(EmulatorPoll, EveryRecordOnceInOrderAcrossBatches) {
     EXPECT_EQ(polled()[7].text, "ab");
 }
 
+// `count` records of 100 bytes that name their position, for the throughput figures.
+std::vector<std::string> hundredByteRecords(int count) {
+    std::vector<std::string> data;
+    for (int i = 0; i < count; ++i) {
+        data.push_back("rec" + std::to_string(i) + "-");
+        data.back().resize(100, 'p');
+    }
+    return data;
+}
+
 // The figure of merit of the reading path: records per second through PollShardIterator from
 // the emulator, for one batch of 10,000 records of 100 bytes.
 TEST_F(EmulatorPoll, ThroughputOfTenThousandRecords) {
     constexpr int kRecords = 10000;
-    std::vector<std::string> data;
-    for (int i = 0; i < kRecords; ++i) {
-        std::string record = "rec" + std::to_string(i) + "-";
-        record.resize(100, 'p');
-        data.push_back(record);
-    }
+    const std::vector<std::string> data = hundredByteRecords(kRecords);
     putRecords(kinesalite, stream, data);
     countingCallbackCalls = 0;
 
@@ -286,12 +291,7 @@ TEST_F(EmulatorPoll, ThroughputOfTenThousandRecords) {
 // of the fault server, so the figure holds transfer, the SDK's decoding and the hand-out only.
 TEST_F(ScriptedPoll, ThroughputOfTenThousandRecordsWithoutTheEmulator) {
     constexpr int kRecords = 10000;
-    std::vector<std::string> data;
-    for (int i = 0; i < kRecords; ++i) {
-        std::string record = "rec" + std::to_string(i) + "-";
-        record.resize(100, 'p');
-        data.push_back(record);
-    }
+    const std::vector<std::string> data = hundredByteRecords(kRecords);
     server.enqueue("GetRecords", getRecordsReply(testRecords(data, 1), "next"));
     countingCallbackCalls = 0;
 
