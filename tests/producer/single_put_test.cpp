@@ -204,8 +204,9 @@ TEST_F(SinglePutReadBack, NoResultBeforeTheFirstPut) {
               "id:" + std::to_string(client) + " KinesisEnv::getLastResult []:[] error no result available");
 }
 
-// Catches refused arguments that reach the method (and change the last stream), an empty
-// stream name that counts as a result, and keys or data altered on the way to the service.
+// Catches refused arguments that reach the method and change the last stream (their words are
+// checked with the other exports' in the frame tests), an empty stream name that counts as a
+// result, and keys or data altered on the way to the service.
 TEST_F(SinglePutReadBack, WhatTheRequestCarried) {
     FaultServer server;
     const int32_t client = createClient(server.endpoint());
@@ -221,20 +222,11 @@ TEST_F(SinglePutReadBack, WhatTheRequestCarried) {
     EXPECT_EQ(last.partitionKey, "");
     EXPECT_EQ(last.dataLength, 8u);
 
-    const std::string words = "rxKinesis::PutRecord bad param id " + std::to_string(client);
     EXPECT_EQ(lib_->PutRecord(client, "stream-b", "pk", nullptr, data.data(), 0), -1);
     EXPECT_EQ(lib_->PutRecord(client, "stream-b", "pk", nullptr, nullptr, 8), -1);
     EXPECT_EQ(lib_->PutRecord(client, nullptr, "pk", nullptr, data.data(), 8), -1);
     EXPECT_EQ(lastPut(client).stream, "stream-a");
     EXPECT_EQ(server.requestCount("PutRecord"), 1);
-
-    char partitionKey[64];
-    EXPECT_EQ(lib_->GetLastResultPutRecord(client, nullptr, nullptr, nullptr, nullptr, partitionKey, nullptr,
-                                           nullptr, nullptr),
-              -1);
-    char text[kTextBytes];
-    EXPECT_STREQ(lib_->GetGlobalErrorStr(text, sizeof text),
-                 ("rxKinesis::GetLastResultPutRecord bad param id " + std::to_string(client)).c_str());
 
     ASSERT_EQ(put(client, "", "pk", nullptr, "x"), 0) << lastError(client);
     EXPECT_EQ(lastPut(client).result, -1);
