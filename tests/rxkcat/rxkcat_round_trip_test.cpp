@@ -63,18 +63,20 @@ private:
 // Lines: lost, reordered or altered records in the line mode, in batches or one by one.
 using LineRoundTrip = RxkcatTest;
 
-TEST_F(LineRoundTrip, BatchedLinesComeBackInOrderFromOneShard) {
-    const std::string stream = newStream(1);
-    const std::string input = numberedLines("line", 1200);  // three batches of 500 and a rest
-    produce(stream, input);
-    EXPECT_EQ(consumeAll(stream), input);
-}
-
-TEST_F(LineRoundTrip, SinglePutsComeBackInOrder) {
-    const std::string stream = newStream(1);
-    const std::string input = numberedLines("single", 25);
-    produce(stream, input, {"-1"});
-    EXPECT_EQ(consumeAll(stream), input);
+// Batches of 500 (three and a rest), single puts, and small batches under a list limit.
+TEST_F(LineRoundTrip, LinesComeBackInOrderFromOneShard) {
+    const struct {
+        const char* prefix;
+        int lines;
+        std::vector<std::string> arguments;
+    } cases[] = {{"line", 1200, {}}, {"single", 25, {"-1"}}, {"limited", 40, {"-b", "7", "-X", "maxputrow=3"}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.prefix);
+        const std::string stream = newStream(1);
+        const std::string input = numberedLines(c.prefix, c.lines);
+        produce(stream, input, c.arguments);
+        EXPECT_EQ(consumeAll(stream), input);
+    }
 }
 
 TEST_F(LineRoundTrip, EveryShardIsReadAndRandomKeysSpreadRecords) {
@@ -92,13 +94,6 @@ TEST_F(LineRoundTrip, EveryShardIsReadAndRandomKeysSpreadRecords) {
     }
     EXPECT_EQ(asSet(records), asSet(splitFields(input, '\n')));
     EXPECT_EQ(shards.size(), 4u);
-}
-
-TEST_F(LineRoundTrip, SmallBatchesAndListLimitsLoseNothing) {
-    const std::string stream = newStream(1);
-    const std::string input = numberedLines("limited", 40);
-    produce(stream, input, {"-b", "7", "-X", "maxputrow=3"});
-    EXPECT_EQ(consumeAll(stream), input);
 }
 
 TEST_F(LineRoundTrip, FilesAndStandardInputAreReadInTheirOrder) {
