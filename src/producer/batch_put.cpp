@@ -19,6 +19,7 @@
 #include "frame/message_buffer.h"
 #include "frame/module.h"
 #include "producer/record_list.h"
+#include "producer/unaccounted_answer.h"
 #include "rxkinesis_exceptions.h"
 
 namespace rxk {
@@ -393,7 +394,8 @@ void BatchPut::foldRetryAnswer() {
 PutRecordsOutcome BatchPut::callService() const {
     // Without a service client (never after a successful init) the answer is a failure with no
     // message, like any request that could not be made.
-    return env_.client != nullptr ? env_.client->PutRecords(request_) : PutRecordsOutcome();
+    if (env_.client == nullptr) return PutRecordsOutcome();
+    return accountedOrFailed(env_.client->PutRecords(request_), request_.GetRecords().size());
 }
 
 void BatchPut::feed(CounterGroup& group, int32_t value) {

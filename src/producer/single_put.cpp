@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "env/kinesis_env.h"
+#include "producer/unaccounted_answer.h"
 
 namespace rxk {
 namespace {
@@ -64,6 +65,8 @@ int32_t KinesisEnv::putRecord(const char* streamName, const char* partitionKey,
                                                   static_cast<std::size_t>(length)));
 
     lastPutOutcome = client->PutRecord(lastPutRequest);
+    if (lastPutOutcome.IsSuccess() && lastPutOutcome.GetResult().GetSequenceNumber().empty())
+        lastPutOutcome = Aws::Kinesis::Model::PutRecordOutcome(unaccountedAnswerError("records", 0, 1));
 
     if (lastPutOutcome.IsSuccess()) {
         const Aws::Kinesis::Model::PutRecordResult& result = lastPutOutcome.GetResult();

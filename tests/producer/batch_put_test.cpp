@@ -549,27 +549,38 @@ TEST_F(BatchTest, FirstFailedErrorStaysNoneWhenNoEntryNamesAFailure) {
     EXPECT_EQ(readBack(0).sequence, sequenceNumber(5));
 }
 
-// Answers whose length doesn't match their request (fewer entries, then more) are read only as
-// far as both go: nothing is read or written outside the records and outcomes held.
-TEST_F(BatchTest, MismatchedAnswerLengthsStayInBounds) {
+// Would catch records reported as written that the service never confirmed: a successful answer
+// with fewer or more result entries than records sent (an empty 2xx body, a cut answer) fails as
+// a whole, on the first request and on a retry request alike, and nothing is read or written
+// outside the records and outcomes held.
+TEST_F(BatchTest, AnswersThatDontAccountForEveryRecordFailAsAWhole) {
     const Reply shortAnswer =
-        Reply::json(R"({"FailedRecordCount":2,"Records":[{"ErrorCode":"InternalFailure","ErrorMessage":"short"}]})");
+        Reply::json(R"({"FailedRecordCount":0,"Records":[{"SequenceNumber":"1","ShardId":"shardId-000000000000"}]})");
+    server_.setHandler("PutRecords", onAttempts({1}, shortAnswer, failingByAttempt({})));
+    appendRecords(3);
+    Sent sent = send();
+    EXPECT_EQ(sent.result, RXK_ERROR);
+    EXPECT_EQ(sent.output, 0);
+    EXPECT_NE(lastError(client_).find("accounts for 1 of 3 records"), std::string::npos) << lastError(client_);
+    EXPECT_EQ(readBack(0).result, RXK_ERROR) << "no position may read back as written";
+
+    server_.clearRequests();
+    server_.resetScript();
     const Reply longAnswer = putRecordsReply(3, {}, "", "", 7000);
     server_.setHandler("PutRecords",
-                       onAttempts({1}, shortAnswer, onAttempts({2}, longAnswer, failingByAttempt({}))));
+                       onAttempts({1}, putRecordsReply(3, {1}, "InternalFailure", "first"),
+                                  onAttempts({2}, longAnswer, failingByAttempt({}))));
     setParam(client_, "retry", "2");
+    ASSERT_EQ(lib_->ClearListRecord(client_, list_), RXK_OK);
     appendRecords(3);
-
-    const Sent sent = send();
-    EXPECT_EQ(sent.result, RXK_OK);
-    EXPECT_EQ(sent.output, 1);
-    EXPECT_EQ(sent.failed, 1) << "one named failure settled by the retry";
-    const std::vector<std::vector<std::string>> expected = {{"record-0", "record-1", "record-2"}, {"record-0"}};
-    EXPECT_EQ(sentData(), expected);
-    const ReadBack first = readBack(0);
-    EXPECT_EQ(first.success, 1);
-    EXPECT_EQ(first.sequence, sequenceNumber(7000));
-    EXPECT_EQ(readBack(1).result, RXK_ERROR);
+    sent = send();
+    EXPECT_EQ(sent.result, RXK_ERROR) << "the retry request failed as a whole";
+    EXPECT_EQ(sent.output, 3);
+    EXPECT_EQ(readBack(0).success, 1);
+    const ReadBack stillFailed = readBack(1);
+    EXPECT_EQ(stillFailed.success, 0) << "the first answer's failure stays";
+    EXPECT_EQ(stillFailed.error, "first");
+    EXPECT_EQ(readBack(2).success, 1);
 }
 
 // Trace lines of a send: the first answer and the result.
