@@ -18,9 +18,11 @@
  *  - No function catches a C++ exception for the host: a C++ host should be ready to catch
  *    SE_Exception, RX_Exception (see rxkinesis_exceptions.h), std::exception and "...".
  *
- * Threads: several threads may call at once. The caller keeps calls on one record list, on one
- * reading state and on the single put of one client from overlapping, and PollShardIterator
- * calls from overlapping at all (they share one data buffer). A log callback must call no
+ * Threads: several threads may call at once, on one client too. The caller keeps from
+ * overlapping: calls on one record list; CreateListRecord/FreeListRecord with any other list
+ * call of the same client; the reading calls (Start/Next/GetRecordFromIterator/Poll/Stop) of
+ * one client; the single put of one client; PollShardIterator calls at all (they share one
+ * data buffer); FreeClient with any other call on that client. A log callback must call no
  * function of the library: it may run while the library holds a lock.
  */
 #ifndef RXKINESIS_H
