@@ -357,25 +357,48 @@ constexpr int kDeepestWalk = 32;
 
 error_code Visit(ondemand::value value, int depth);
 
-// The next member of an object: its unescaped name, its value and the value's type.
+// The next member of an object: its name as it stands in the body, its value and the value's type.
 struct Field {
-  std::string_view key;
+  ondemand::raw_json_string key;
   ondemand::value value;
   ondemand::json_type type;
+
+  // A name with no escape in it, compared byte for byte.
+  bool Is(std::string_view name) const { return key.unsafe_is_equal(name); }
 };
 
 error_code Open(simdjson::simdjson_result<ondemand::field> item, Field& member) {
   ondemand::field field;
   if (const error_code error = std::move(item).get(field)) return error;
-  if (const error_code error = field.unescaped_key().get(member.key)) return error;
+  member.key = field.key();
   member.value = field.value();
   return member.value.type().get(member.type);
+}
+
+// A name that none of the readers asked for. One with an escape might still unescape to one of
+// theirs, and its escapes need checking: both are left to the full parse.
+error_code OtherName(const Field& member) {
+  for (const char* c = member.key.raw(); *c != '"'; ++c) {
+    if (*c == '\\') return kLeftToFullParse;
+  }
+  return simdjson::SUCCESS;
+}
+
+// A string's text: as it stands in the body, or unescaped by the parser when it holds an escape.
+// Either way the value is consumed, so that the walk checks what follows it.
+error_code TextIn(ondemand::value value, std::string_view& text) {
+  const std::string_view token = value.raw_json_token();
+  text = token.substr(1, token.rfind('"') - 1);
+  if (text.find('\\') != std::string_view::npos) return value.get_string().get(text);
+  ondemand::raw_json_string consumed;
+  return value.get_raw_json_string().get(consumed);
 }
 
 error_code VisitObject(ondemand::object object, int depth) {
   for (auto item : object) {
     Field member;
     if (const error_code error = Open(std::move(item), member)) return error;
+    if (const error_code error = OtherName(member)) return error;
     if (const error_code error = Visit(member.value, depth + 1)) return error;
   }
   return simdjson::SUCCESS;
@@ -403,7 +426,7 @@ error_code Visit(ondemand::value value, int depth) {
     }
     case ondemand::json_type::string: {
       std::string_view text;
-      return value.get_string().get(text);
+      return TextIn(value, text);
     }
     case ondemand::json_type::number: {
       ondemand::number number;
@@ -424,20 +447,25 @@ error_code Visit(ondemand::value value, int depth) {
 
 error_code StringIn(ondemand::value value, Aws::String& out) {
   std::string_view text;
-  if (const error_code error = value.get_string().get(text)) return error;
+  if (const error_code error = TextIn(value, text)) return error;
   out.assign(text.data(), text.size());
   return simdjson::SUCCESS;
 }
 
-// The payload's base64 text as it stands in the body, read through the parser only when it
-// holds an escape. False when the text is no base64, as for the full parse.
+// The payload decoded from its base64 text; `decoded` is false when the text is no base64, as
+// for the full parse. A backslash is no base64 character, so text that decodes as it stands in
+// the body holds no escape; only text that doesn't is unescaped and decoded again.
 error_code BlobIn(ondemand::value value, Aws::Utils::ByteBuffer& out, bool& decoded) {
   const std::string_view token = value.raw_json_token();
-  std::string_view text = token.substr(1, token.rfind('"') - 1);
-  if (text.find('\\') != std::string_view::npos) {
-    if (const error_code error = value.get_string().get(text)) return error;
+  const std::string_view raw = token.substr(1, token.rfind('"') - 1);
+  decoded = DecodeBase64(raw.data(), raw.size(), out);
+  if (decoded) {
+    ondemand::raw_json_string consumed;
+    return value.get_raw_json_string().get(consumed);
   }
-  decoded = DecodeBase64(text.data(), text.size(), out);
+  std::string_view text;
+  if (const error_code error = TextIn(value, text)) return error;
+  if (text.size() != raw.size()) decoded = DecodeBase64(text.data(), text.size(), out);
   return simdjson::SUCCESS;
 }
 
@@ -478,27 +506,29 @@ error_code RecordIn(ondemand::object source, Record& record) {
     if (const error_code error = Open(std::move(item), member)) return error;
     const bool isString = member.type == ondemand::json_type::string;
     Aws::String text;
-    if (member.key == "Data" && isString && !record.DataHasBeenSet()) {
+    if (member.Is("Data") && isString && !record.DataHasBeenSet()) {
       Aws::Utils::ByteBuffer data;
       bool decoded = false;
       if (const error_code error = BlobIn(member.value, data, decoded)) return error;
       if (decoded) record.SetData(std::move(data));
-    } else if (member.key == "SequenceNumber" && isString && !record.SequenceNumberHasBeenSet()) {
+    } else if (member.Is("SequenceNumber") && isString && !record.SequenceNumberHasBeenSet()) {
       if (const error_code error = StringIn(member.value, text)) return error;
       record.SetSequenceNumber(std::move(text));
-    } else if (member.key == "PartitionKey" && isString && !record.PartitionKeyHasBeenSet()) {
+    } else if (member.Is("PartitionKey") && isString && !record.PartitionKeyHasBeenSet()) {
       if (const error_code error = StringIn(member.value, text)) return error;
       record.SetPartitionKey(std::move(text));
-    } else if (member.key == "EncryptionType" && isString && !record.EncryptionTypeHasBeenSet()) {
+    } else if (member.Is("EncryptionType") && isString && !record.EncryptionTypeHasBeenSet()) {
       if (const error_code error = StringIn(member.value, text)) return error;
       record.SetEncryptionType(EncryptionTypeMapper::GetEncryptionTypeForName(text));
-    } else if (member.key == "ApproximateArrivalTimestamp" && member.type == ondemand::json_type::number &&
+    } else if (member.Is("ApproximateArrivalTimestamp") && member.type == ondemand::json_type::number &&
                !record.ApproximateArrivalTimestampHasBeenSet()) {
       double seconds = 0;
       if (const error_code error = SecondsIn(member.value, seconds)) return error;
       if (std::isfinite(seconds) && std::fabs(seconds) <= kMaxEpochSeconds) {
         record.SetApproximateArrivalTimestamp(Aws::Utils::DateTime(seconds));
       }
+    } else if (const error_code error = OtherName(member)) {
+      return error;
     } else if (const error_code error = Visit(member.value, 4)) {
       return error;
     }
@@ -506,13 +536,12 @@ error_code RecordIn(ondemand::object source, Record& record) {
   return simdjson::SUCCESS;
 }
 
-error_code RecordsIn(ondemand::value value, GetRecordsResult& result) {
+// `expected`: how many records to make room for (counting them first would walk the batch twice).
+error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& result) {
   ondemand::array items;
   if (const error_code error = value.get_array().get(items)) return error;
-  size_t count = 0;
-  if (const error_code error = items.count_elements().get(count)) return error;
   Aws::Vector<Record> records;
-  records.reserve(count);
+  records.reserve(expected);
   for (auto item : items) {
     ondemand::value element;
     if (const error_code error = item.get(element)) return error;
@@ -532,19 +561,19 @@ error_code RecordsIn(ondemand::value value, GetRecordsResult& result) {
 }
 
 // As FillResult for GetRecords: the first member of each name decides, null counting as absent.
-error_code GetRecordsIn(ondemand::object root, GetRecordsResult& result) {
+error_code GetRecordsIn(ondemand::object root, size_t expectedRecords, GetRecordsResult& result) {
   bool recordsSeen = false, iteratorSeen = false, millisSeen = false;
   for (auto item : root) {
     Field member;
     if (const error_code error = Open(std::move(item), member)) return error;
     const bool isNull = member.type == ondemand::json_type::null;
-    if (member.key == "Records" && !recordsSeen) {
+    if (member.Is("Records") && !recordsSeen) {
       recordsSeen = true;
       if (member.type == ondemand::json_type::array) {
-        if (const error_code error = RecordsIn(member.value, result)) return error;
+        if (const error_code error = RecordsIn(member.value, expectedRecords, result)) return error;
         continue;
       }
-    } else if (member.key == "NextShardIterator" && !iteratorSeen) {
+    } else if (member.Is("NextShardIterator") && !iteratorSeen) {
       iteratorSeen = true;
       if (member.type == ondemand::json_type::string) {
         Aws::String text;
@@ -552,7 +581,7 @@ error_code GetRecordsIn(ondemand::object root, GetRecordsResult& result) {
         result.SetNextShardIterator(std::move(text));
         continue;
       }
-    } else if (member.key == "MillisBehindLatest" && !millisSeen) {
+    } else if (member.Is("MillisBehindLatest") && !millisSeen) {
       millisSeen = true;
       if (member.type == ondemand::json_type::number) {
         int64_t millis = 0;
@@ -560,8 +589,10 @@ error_code GetRecordsIn(ondemand::object root, GetRecordsResult& result) {
         result.SetMillisBehindLatest(millis);
         continue;
       }
-    } else if (member.key == "ChildShards" && !isNull) {
+    } else if (member.Is("ChildShards") && !isNull) {
       return kLeftToFullParse;
+    } else if (const error_code error = OtherName(member)) {
+      return error;
     }
     if (const error_code error = Visit(member.value, 2)) return error;
   }
@@ -573,6 +604,7 @@ error_code GetRecordsIn(ondemand::object root, GetRecordsResult& result) {
 struct ResponseParser::State {
   simdjson::dom::parser parser;
   ondemand::parser walker;
+  size_t lastBatchSize = 0;  // batches of one reading tend to be alike: room for as many again
 
   // GetRecords read in place (see GetRecordsIn); false leaves the body to ParseResult.
   bool ReadInPlace(const char* body, size_t length, GetRecordsResult& result) {
@@ -582,7 +614,8 @@ struct ResponseParser::State {
     if (walker.iterate(body, length, length + kJsonInputPadding).get(document) != simdjson::SUCCESS) return false;
     ondemand::object root;
     if (document.get_object().get(root) != simdjson::SUCCESS) return false;
-    if (GetRecordsIn(root, result) != simdjson::SUCCESS) return false;
+    if (GetRecordsIn(root, lastBatchSize, result) != simdjson::SUCCESS) return false;
+    lastBatchSize = result.GetRecords().size();
     // Past the root object there must be nothing left: the full parse refuses trailing content.
     return document.current_location().error() == simdjson::OUT_OF_BOUNDS;
   }
