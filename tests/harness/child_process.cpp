@@ -18,12 +18,6 @@ namespace {
 
 constexpr int kStartMillis = 15000;
 
-std::string describeExit(int status) {
-    if (WIFEXITED(status)) return "exited with status " + std::to_string(WEXITSTATUS(status));
-    if (WIFSIGNALED(status)) return "was killed by signal " + std::to_string(WTERMSIG(status));
-    return "stopped";
-}
-
 // After fork only exec-safe calls: everything is prepared before.
 [[noreturn]] void runChild(pid_t parent, int output, char* const* argv) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -34,6 +28,20 @@ std::string describeExit(int status) {
     ::dup2(output, STDOUT_FILENO);
     ::execvp(argv[0], argv);
     ::_exit(127);
+}
+
+// Reads standard output up to the first line break; the port from its "port=<P>".
+int readPort(int output) {
+    std::string seen;
+    char chunk[256];
+    pollfd ready{output, POLLIN, 0};
+    while (seen.find('\n') == std::string::npos && ::poll(&ready, 1, kStartMillis) > 0) {
+        const ssize_t got = ::read(output, chunk, sizeof chunk);
+        if (got <= 0) break;
+        seen.append(chunk, static_cast<std::size_t>(got));
+    }
+    const auto mark = seen.find("port=");
+    return mark == std::string::npos ? 0 : std::atoi(seen.c_str() + mark + 5);
 }
 
 }  // namespace
@@ -49,25 +57,14 @@ PortProcess::PortProcess(const std::vector<std::string>& argv, const std::string
     if (pid_ == 0) runChild(parent, pipeEnds[1], args.data());
     ::close(pipeEnds[1]);
     output_ = pipeEnds[0];
-    if (pid_ < 0) throw std::runtime_error(what + ": fork: " + std::strerror(errno));
-    std::string seen;
-    while (seen.find('\n') == std::string::npos) {
-        pollfd ready{output_, POLLIN, 0};
-        char chunk[256];
-        const ssize_t got = ::poll(&ready, 1, kStartMillis) > 0 ? ::read(output_, chunk, sizeof chunk) : -1;
-        if (got <= 0) break;
-        seen.append(chunk, static_cast<std::size_t>(got));
-    }
-    const auto mark = seen.find("port=");
-    if (mark != std::string::npos) port_ = std::atoi(seen.c_str() + mark + 5);
+    port_ = pid_ > 0 ? readPort(output_) : 0;
     if (port_ > 0) return;
     int status = 0;
-    const bool ended = ::waitpid(pid_, &status, WNOHANG) == pid_;
-    if (ended) pid_ = -1;
+    if (pid_ > 0 && ::kill(pid_, SIGTERM) == 0 && ::waitpid(pid_, &status, 0) == pid_) pid_ = -1;
     stop();
-    std::string reason = ended ? describeExit(status) : "printed no port within 15 s";
-    if (ended && WIFEXITED(status) && WEXITSTATUS(status) == 127) reason = "could not be run (is it on PATH?)";
-    throw std::runtime_error(what + ": " + argv[0] + " " + reason + " (see its standard error)");
+    const bool missing = WIFEXITED(status) && WEXITSTATUS(status) == 127;
+    throw std::runtime_error(what + ": " + argv[0] + (missing ? " could not be run" : " printed no port within 15 s") +
+                             " (see its standard error)");
 }
 
 PortProcess::~PortProcess() { stop(); }

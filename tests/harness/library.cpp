@@ -9,40 +9,16 @@ namespace rxk::test {
 
 namespace {
 
-struct CapturedLines {
+struct Lines {
     std::mutex mutex;
     std::vector<LogLine> lines;
 };
 
 // Never destroyed, so that a sink called during static destruction of another object still works.
-CapturedLines& captured(bool trace) {
-    static auto* log = new CapturedLines;
-    static auto* traces = new CapturedLines;
+Lines& linesOf(bool trace) {
+    static auto* log = new Lines;
+    static auto* traces = new Lines;
     return trace ? *traces : *log;
-}
-
-void add(bool trace, const char* text, std::int32_t length) {
-    CapturedLines& lines = captured(trace);
-    std::lock_guard<std::mutex> lock(lines.mutex);
-    lines.lines.push_back({text != nullptr ? text : "", length});
-}
-
-std::vector<LogLine> snapshot(bool trace) {
-    CapturedLines& lines = captured(trace);
-    std::lock_guard<std::mutex> lock(lines.mutex);
-    return lines.lines;
-}
-
-std::vector<std::string> texts(bool trace) {
-    std::vector<std::string> result;
-    for (LogLine& line : snapshot(trace)) result.push_back(std::move(line.text));
-    return result;
-}
-
-bool contains(bool trace, const std::string& fragment) {
-    for (const std::string& text : texts(trace))
-        if (text.find(fragment) != std::string::npos) return true;
-    return false;
 }
 
 void assign(const std::string& name, const std::optional<std::string>& value) {
@@ -90,19 +66,32 @@ Library& sharedLibrary() {
     return library;
 }
 
-void LogCapture::logSink(const char* text, std::int32_t length) { add(false, text, length); }
-void LogCapture::traceSink(const char* text, std::int32_t length) { add(true, text, length); }
-std::vector<LogLine> LogCapture::logLines() { return snapshot(false); }
-std::vector<LogLine> LogCapture::traceLines() { return snapshot(true); }
-std::vector<std::string> LogCapture::logTexts() { return texts(false); }
-std::vector<std::string> LogCapture::traceTexts() { return texts(true); }
-bool LogCapture::logContains(const std::string& fragment) { return contains(false, fragment); }
-bool LogCapture::traceContains(const std::string& fragment) { return contains(true, fragment); }
+void captureLine(bool trace, const char* text, std::int32_t length) {
+    std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
+    linesOf(trace).lines.push_back({text != nullptr ? text : "", length});
+}
 
-void LogCapture::reset() {
+std::vector<LogLine> capturedLines(bool trace) {
+    std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
+    return linesOf(trace).lines;
+}
+
+std::vector<std::string> capturedTexts(bool trace) {
+    std::vector<std::string> texts;
+    for (LogLine& line : capturedLines(trace)) texts.push_back(std::move(line.text));
+    return texts;
+}
+
+bool captured(bool trace, const std::string& fragment) {
+    for (const std::string& text : capturedTexts(trace))
+        if (text.find(fragment) != std::string::npos) return true;
+    return false;
+}
+
+void forgetCapturedLines() {
     for (const bool trace : {false, true}) {
-        std::lock_guard<std::mutex> lock(captured(trace).mutex);
-        captured(trace).lines.clear();
+        std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
+        linesOf(trace).lines.clear();
     }
 }
 

@@ -67,20 +67,27 @@ struct LogLine {
 
 // Log and trace sinks for InitLogEventCallBack that keep every line; thread-safe.
 //   lib.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+// The two kinds of lines the sinks keep: false for the log, true for the trace.
+void captureLine(bool trace, const char* text, std::int32_t length);
+std::vector<LogLine> capturedLines(bool trace);
+std::vector<std::string> capturedTexts(bool trace);
+bool captured(bool trace, const std::string& fragment);
+void forgetCapturedLines();
+
 class LogCapture {
 public:
-    static void logSink(const char* text, std::int32_t length);
-    static void traceSink(const char* text, std::int32_t length);
+    static void logSink(const char* text, std::int32_t length) { captureLine(false, text, length); }
+    static void traceSink(const char* text, std::int32_t length) { captureLine(true, text, length); }
     static_assert(std::is_same_v<decltype(&logSink), LogEventCallBack>);
 
-    static std::vector<LogLine> logLines();
-    static std::vector<LogLine> traceLines();
-    static std::vector<std::string> logTexts();
-    static std::vector<std::string> traceTexts();
+    static std::vector<LogLine> logLines() { return capturedLines(false); }
+    static std::vector<LogLine> traceLines() { return capturedLines(true); }
+    static std::vector<std::string> logTexts() { return capturedTexts(false); }
+    static std::vector<std::string> traceTexts() { return capturedTexts(true); }
     // True if some log (trace) line contains `fragment`.
-    static bool logContains(const std::string& fragment);
-    static bool traceContains(const std::string& fragment);
-    static void reset();
+    static bool logContains(const std::string& fragment) { return captured(false, fragment); }
+    static bool traceContains(const std::string& fragment) { return captured(true, fragment); }
+    static void reset() { forgetCapturedLines(); }
 };
 
 // Points clients created while it lives at `endpoint`, through the environment only:
