@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -85,6 +86,7 @@ int fail(ExitStatus status, const std::string& message) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a reader gone from standard output is no reason to die
     Options options;
     try {
         options = parseOptions(argc, argv);

@@ -55,7 +55,7 @@ void writeSentRecord(JsonWriter& w, const rapidjson::Value& entry) {
 // "records": the entries of a PutRecords body, or the one record of a PutRecord body.
 void writeSentRecords(JsonWriter& w, const RecordedRequest& request) {
     rapidjson::Document body;
-    body.Parse(request.body.data(), request.body.size());
+    body.Parse<rapidjson::kParseIterativeFlag>(request.body.data(), request.body.size());  // any depth
     w.Key("records");
     w.StartArray();
     if (!body.HasParseError() && body.IsObject()) {

@@ -317,13 +317,15 @@ Rule rule(const Node& node) {
     return result;
 }
 
-// Where the text stops being JSON, for the error message (simdjson doesn't say).
-std::size_t syntaxErrorOffset(std::string_view json) {
+// What is wrong with a text simdjson refused, and where (simdjson doesn't say where). The
+// iterative parser copes with any depth.
+std::string notJson(std::string_view json, simdjson::error_code error) {
+    if (error == simdjson::DEPTH_ERROR) return "nested deeper than " + std::to_string(simdjson::DEFAULT_MAX_DEPTH) + " levels";
     rapidjson::Reader reader;
     rapidjson::BaseReaderHandler<> ignore;
     rapidjson::MemoryStream stream(json.data(), json.size());
-    reader.Parse(stream, ignore);
-    return reader.GetErrorOffset();
+    reader.Parse<rapidjson::kParseIterativeFlag>(stream, ignore);
+    return "not JSON (at byte " + std::to_string(reader.GetErrorOffset()) + ")";
 }
 
 }  // namespace
@@ -331,8 +333,8 @@ std::size_t syntaxErrorOffset(std::string_view json) {
 Script parseScript(std::string_view json) {
     simdjson::dom::parser parser;
     element root;
-    if (parser.parse(json.data(), json.size()).get(root) != simdjson::SUCCESS)
-        throw ScriptError("script", "not JSON (at byte " + std::to_string(syntaxErrorOffset(json)) + ")");
+    if (const auto error = parser.parse(json.data(), json.size()).get(root); error != simdjson::SUCCESS)
+        throw ScriptError("script", notJson(json, error));
     const Node top{root, ""};
     requireObject(top, {"streams", "canned", "recording", "rules"});
     Script script;
