@@ -280,7 +280,7 @@ Reply FaultServer::Impl::answer(const RecordedRequest& request) {
         handler = it != handlers.end() ? it->second : catchAll;
     }
     // Handlers run unlocked: they may ask the server what came so far. A throwing handler must
-    // not end the test process from a server thread; its test sees a 500 and the reason.
+    // not end the process from a server thread; the client sees a 500 and the reason.
     try {
         return handler ? handler(request) : builtIn(request);
     } catch (const std::exception& e) {

@@ -1,5 +1,5 @@
-// Requests as the fault server saw them, the replies a test scripts, and builders for the
-// Kinesis JSON 1.1 answers the connector's tests need most.
+// Requests as the fault server saw them, the replies a script gives, and builders for the
+// Kinesis JSON 1.1 answers a client meets most.
 #pragma once
 
 #include <chrono>
