@@ -1,5 +1,6 @@
 #include "fault_server.h"
 
+#include "canned_replies.h"
 #include "http_wire.h"
 
 #include <arpa/inet.h>
@@ -31,45 +32,6 @@ constexpr std::string_view kTargetPrefix = "Kinesis_20131202.";
 std::string operationOf(const std::string& target) {
     if (target.compare(0, kTargetPrefix.size(), kTargetPrefix) == 0) return target.substr(kTargetPrefix.size());
     return target;
-}
-
-// Stands in a canned GetRecords body where the next iterator goes.
-constexpr const char* kCannedIteratorMark = "canned-@next@";
-
-// The body the canned GetRecords hands out: every record the same, data of recordBytes bytes.
-std::string cannedRecordsBody(const FaultServer::CannedAnswers& answers) {
-    std::vector<TestRecord> records(static_cast<std::size_t>(std::max(0, answers.recordsPerGet)));
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        records[i].data.assign(static_cast<std::size_t>(std::max(0, answers.recordBytes)), 'r');
-        records[i].partitionKey = std::to_string(i);
-    }
-    return getRecordsReply(records, kCannedIteratorMark).body;
-}
-
-// The batch number k of a canned iterator "canned-<k>" (0 for anything else).
-long cannedBatchNumber(const std::string& iterator) {
-    const std::string prefix = "canned-";
-    if (iterator.compare(0, prefix.size(), prefix) != 0) return 0;
-    return std::strtol(iterator.c_str() + prefix.size(), nullptr, 10);
-}
-
-// A canned GetRecords body whose NextShardIterator names the next batch.
-std::string cannedBatchBody(const std::string& templateBody, long nextBatch) {
-    std::string body = templateBody;
-    // The mark follows the records: searched from the end, a 10,000-record body costs the
-    // server nothing to patch, so the benchmark measures the client.
-    const std::size_t mark = body.rfind(kCannedIteratorMark);
-    if (mark != std::string::npos)
-        body.replace(mark, std::strlen(kCannedIteratorMark), "canned-" + std::to_string(nextBatch));
-    return body;
-}
-
-// Counts the records of a PutRecords body without parsing it: each entry has one "Data" member
-// and base64 can't contain a quote.
-int countDataMembers(std::string_view body) {
-    int count = 0;
-    for (auto at = body.find("\"Data\""); at != std::string_view::npos; at = body.find("\"Data\"", at + 6)) ++count;
-    return count;
 }
 
 }  // namespace
@@ -116,10 +78,7 @@ struct FaultServer::Impl {
     std::map<std::string, Stream> streams;
     std::atomic<std::uint64_t> nextSequence{1};
 
-    bool canned = false;
-    std::string cannedGetRecordsBody;
-    long cannedBatchesPerIterator = 0;
-    std::map<int, std::string> cannedPutRecordsBodies;
+    std::shared_ptr<CannedReplies> canned;  // null: no canned answers
 
     void listen(int requestedPort);
     void acceptLoop();
@@ -131,7 +90,6 @@ struct FaultServer::Impl {
     Reply answer(const RecordedRequest& request);
     Reply builtIn(const RecordedRequest& request);
     Reply kinesisReply(const RecordedRequest& request);
-    bool cannedReply(const RecordedRequest& request, Reply& reply);
     bool respond(Connection* connection, const Reply& reply, int sequence, bool clientCloses);
     bool pause(Millis duration);
     void stop();
@@ -290,39 +248,14 @@ Reply FaultServer::Impl::answer(const RecordedRequest& request) {
 }
 
 Reply FaultServer::Impl::builtIn(const RecordedRequest& request) {
-    bool cannedOn;
+    std::shared_ptr<CannedReplies> cannedReplies;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        cannedOn = canned;
+        cannedReplies = canned;
     }
     Reply reply;
-    if (cannedOn && cannedReply(request, reply)) return reply;
+    if (cannedReplies && cannedReplies->reply(request, reply)) return reply;
     return kinesisReply(request);
-}
-
-bool FaultServer::Impl::cannedReply(const RecordedRequest& request, Reply& reply) {
-    const std::string& operation = request.operation;
-    if (operation == "PutRecords") {
-        const int count = countDataMembers(request.body);
-        std::lock_guard<std::mutex> lock(mutex);
-        auto& body = cannedPutRecordsBodies[count];
-        if (body.empty()) body = putRecordsReply(count).body;
-        reply = Reply::json(body);
-    } else if (operation == "PutRecord") {
-        reply = putRecordReply();
-    } else if (operation == "GetShardIterator") {
-        reply = shardIteratorReply("canned-0");
-    } else if (operation == "GetRecords") {
-        const long batch = cannedBatchNumber(jsonString(request.body, "ShardIterator"));
-        std::lock_guard<std::mutex> lock(mutex);
-        if (cannedBatchesPerIterator > 0 && batch >= cannedBatchesPerIterator)
-            reply = getRecordsReply({}, "canned-" + std::to_string(batch + 1));
-        else
-            reply = Reply::json(cannedBatchBody(cannedGetRecordsBody, batch + 1));
-    } else {
-        return false;
-    }
-    return true;
 }
 
 // A tiny valid Kinesis: enough for a client to run its happy path against.
@@ -457,18 +390,15 @@ void FaultServer::resetScript() {
 }
 
 void FaultServer::useCannedAnswers(CannedAnswers answers) {
-    std::string body = cannedRecordsBody(answers);
+    auto replies = std::make_shared<CannedReplies>(answers);  // built before the lock: it takes a while
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    impl_->cannedGetRecordsBody = std::move(body);
-    impl_->cannedBatchesPerIterator = answers.batchesPerIterator;
-    impl_->cannedPutRecordsBodies.clear();
+    impl_->canned = std::move(replies);
     impl_->recordContents = false;
-    impl_->canned = true;
 }
 
 void FaultServer::stopCannedAnswers() {
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    impl_->canned = false;
+    impl_->canned.reset();
 }
 
 void FaultServer::addStream(const std::string& name, int shardCount, int shardsPerPage, const std::string& status) {
