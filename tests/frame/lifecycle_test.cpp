@@ -1,172 +1,146 @@
-// Start, stop and the client table: what the library keeps across InititializeInterface and
-// CloseInterface, how ids are handed out, and how refused and freed clients look to the host.
-#include "frame_support.h"
+// Start, stop and the client table: what survives InititializeInterface and CloseInterface, how
+// ids are handed out and never reused, refused clients, and the table under concurrent use.
+#include "host.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include <atomic>
+#include <thread>
 
 namespace rxk::test {
 namespace {
 
-using Lifecycle = FrameTest;
-using ClientIds = FrameTest;
-using RefusedClient = FrameTest;
-using FreeClientExport = FrameTest;
+// One call of a lifecycle script and the result it must give.
+enum class Op { Init, Close, Create, Refuse, Free, SetRows, GetRows, Silence, SetGlobal };
+struct Step { Op op; int32_t id; int32_t expected; };
 
-// Catches a module that needs InititializeInterface for its own bookkeeping (an uninitialised
-// lock, an unconstructed text) or that starts anything on its own.
-TEST_F(Lifecycle, ModuleStateExportsWorkBeforeInitialisation) {
-    lib().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-    EXPECT_EQ(lib().CloseInterface(), 0);
-    EXPECT_EQ(globalError(), "");
-    lib().SetGlobalErrorStr("before start");
-    EXPECT_EQ(globalError(), "before start");
-
-    EXPECT_EQ(lib().FreeClient(0), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 0");
-    const char data[] = "x";
-    EXPECT_EQ(lib().PutRecord(0, "s", "pk", nullptr, data, 1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord bad param id 0");
-    EXPECT_EQ(lib().SetGlobalParam("statspath", "/tmp/stats"), 0);
-    EXPECT_EQ(lib().SetParam(0, "retry", "1"), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord bad param id 0");
-    EXPECT_EQ(LogCapture::logTexts(),
-              (std::vector<std::string>{"rxKinesis::FreeClient bad param id 0",
-                                        "rxKinesis::PutRecord bad param id 0",
-                                        "rxKinesis::SetParam bad param id 0"}));
-    EXPECT_TRUE(LogCapture::traceTexts().empty());
-}
-
-// Catches a second InititializeInterface that resets the module: parameters, error text, clients.
-TEST_F(Lifecycle, SecondInitialisationKeepsEverything) {
-    startWithSinks();
-    ASSERT_EQ(lib().SetParam(createClient(), "maxputrow", "7"), 0);
-    lib().SetGlobalErrorStr("kept");
-    ASSERT_EQ(lib().SetGlobalParam("statspath", "/var/stats"), 0);
-
-    EXPECT_EQ(lib().InititializeInterface(), 0);
-    EXPECT_EQ(globalError(), "kept");
-    EXPECT_EQ(param(0, "maxputrow"), "7");
-    EXPECT_EQ(createClient(), 1);
-}
-
-// Catches a CloseInterface that frees or forgets clients, and a restart after it.
-TEST_F(Lifecycle, CloseKeepsClientsInTheirSlots) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(createClient(), 1);
-    ASSERT_EQ(lib().SetParam(1, "retry", "4"), 0);
-
-    EXPECT_EQ(lib().CloseInterface(), 0);
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_EQ(param(1, "retry"), "4");
-    EXPECT_EQ(clientError(1), "");
-    EXPECT_EQ(lib().InititializeInterface(), 0);
-    EXPECT_EQ(param(1, "retry"), "4");
-    EXPECT_EQ(lib().CloseInterface(), 0);
-}
-
-// Catches ids that are reused, restart, or skip.
-TEST_F(ClientIds, AppendedAndNeverReused) {
-    startWithSinks();
-    EXPECT_EQ(createClient(), 0);
-    EXPECT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().FreeClient(0), 0);
-    EXPECT_EQ(createClient(), 2);
-
-    const char data[] = "x";
-    EXPECT_EQ(lib().PutRecord(0, "s", "pk", nullptr, data, 1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord id 0  is NULL");
-    EXPECT_EQ(lib().FreeClient(2), 0);
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    EXPECT_EQ(createClient(), 3);
-}
-
-// Catches a table that cannot grow past its first allocation, or loses slots while growing.
-TEST_F(ClientIds, ManyClientsKeepTheirOwnState) {
-    startWithSinks();
-    constexpr int kClients = 200;
-    for (int i = 0; i < kClients; ++i) {
-        ASSERT_EQ(createClient(), i);
-        ASSERT_EQ(lib().SetParam(i, "maxputrow", std::to_string(i).c_str()), 0);
+int32_t run(Library& lib, const Step& step) {
+    switch (step.op) {
+        case Op::Init: return lib.InititializeInterface();
+        case Op::Close: return lib.CloseInterface();
+        case Op::Create: return newClient(lib);
+        case Op::Refuse: return lib.CreateClient("us-east-1", "AKID", "");
+        case Op::Free: return lib.FreeClient(step.id);
+        case Op::SetRows: return lib.SetParam(step.id, "maxputrow", "7");
+        case Op::GetRows: return std::atoi(param(step.id, "maxputrow", lib).c_str());  // 0 when refused
+        case Op::Silence: return lib.InitLogEventCallBack(nullptr, nullptr), 0;
+        case Op::SetGlobal: return lib.SetGlobalErrorStr("set by the host"), 0;
     }
-    for (int i = 0; i < kClients; ++i) EXPECT_EQ(param(i, "maxputrow"), std::to_string(i));
-    EXPECT_EQ(lib().FreeClient(kClients), -1);
+    return -99;
 }
 
-// Catches a refused client that takes a slot, loses its words, or is reported once only.
-TEST_F(RefusedClient, EmptyOrNullArgumentsAreRefusedWithoutTakingAnId) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    struct Arguments {
-        const char* region;
-        const char* key;
-        const char* secret;
+// Would catch a module that needs InititializeInterface for its own bookkeeping, a second start
+// or a close that resets or frees clients, ids that are reused or skipped, a refused client that
+// takes an id, and a sink still called after the host silenced it.
+TEST(Lifecycle, ScriptsOnAFreshLibrary) {
+    using O = Op;
+    struct Case { const char* name; std::vector<Step> steps; const char* global; std::vector<std::string> log; };
+    const Case kRows[] = {
+        {"exports before any start", {{O::Close, 0, 0}, {O::SetGlobal, 0, 0}, {O::Free, 0, -1}, {O::SetRows, 0, -1}},
+         "rxKinesis::FreeClient bad param id 0",
+         {"rxKinesis::FreeClient bad param id 0", "rxKinesis::SetParam bad param id 0"}},
+        {"global text set before start", {{O::SetGlobal, 0, 0}, {O::Init, 0, 0}}, "set by the host", {}},
+        {"a second start keeps clients and parameters",
+         {{O::Init, 0, 0}, {O::Create, 0, 0}, {O::SetRows, 0, 0}, {O::SetGlobal, 0, 0}, {O::Init, 0, 0},
+          {O::GetRows, 0, 7}, {O::Create, 0, 1}},
+         "set by the host", {}},
+        {"close keeps clients in their slots",
+         {{O::Init, 0, 0}, {O::Create, 0, 0}, {O::Create, 0, 1}, {O::SetRows, 1, 0}, {O::Close, 0, 0},
+          {O::GetRows, 0, 500}, {O::GetRows, 1, 7}, {O::Init, 0, 0}, {O::GetRows, 1, 7}, {O::Close, 0, 0},
+          {O::Close, 0, 0}},
+         "", {}},
+        {"ids are appended and never reused",
+         {{O::Init, 0, 0}, {O::Create, 0, 0}, {O::Create, 0, 1}, {O::Free, 0, 0}, {O::Create, 0, 2},
+          {O::SetRows, 0, -1}, {O::Free, 0, 0}, {O::Free, 2, 0}, {O::Free, 1, 0}, {O::Create, 0, 3}},
+         "", {"rxKinesis::SetParam id 0  is NULL"}},
+        {"FreeClient range", {{O::Init, 0, 0}, {O::Create, 0, 0}, {O::Create, 0, 1}, {O::Free, 1, 0},
+          {O::Free, 1, 0}, {O::Free, -1, -1}, {O::Free, 2, -1}, {O::Free, 0, 0}},
+         "rxKinesis::FreeClient bad param id 2",
+         {"rxKinesis::FreeClient bad param id -1", "rxKinesis::FreeClient bad param id 2"}},
+        {"a refused client takes no id", {{O::Init, 0, 0}, {O::Create, 0, 0}, {O::Refuse, 0, -1}, {O::Create, 0, 1}},
+         "id:1 KinesisEnv::init param ERROR",
+         {"id:1 KinesisEnv::init param ERROR", "id:1 KinesisEnv::init param ERROR"}},
+        {"a silenced sink gets nothing more",
+         {{O::Init, 0, 0}, {O::Free, 5, -1}, {O::Silence, 0, 0}, {O::Free, 6, -1}, {O::Refuse, 0, -1}},
+         "id:0 KinesisEnv::init param ERROR", {"rxKinesis::FreeClient bad param id 5"}},
     };
-    const Arguments refused[] = {{"", "AKID", "secret"}, {nullptr, "AKID", "secret"},
-                                 {"us-east-1", "", "secret"}, {"us-east-1", nullptr, "secret"},
-                                 {"us-east-1", "AKID", ""}, {"us-east-1", "AKID", nullptr}};
-    for (const Arguments& arguments : refused) {
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        auto lib = freshLibrary();
+        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
         LogCapture::reset();
-        EXPECT_EQ(lib().CreateClient(arguments.region, arguments.key, arguments.secret), -1);
-        const std::string words = "id:1 KinesisEnv::init param ERROR";
-        EXPECT_EQ(globalError(), words);
-        const std::vector<LogLine> lines = LogCapture::logLines();
-        ASSERT_EQ(lines.size(), 2u);
-        EXPECT_EQ(lines[0].text, words);
-        EXPECT_EQ(lines[0].length, static_cast<int32_t>(words.size()));
-        EXPECT_EQ(lines[1].text, words);
-        EXPECT_EQ(lines[1].length, -1);
+        for (std::size_t i = 0; i < c.steps.size(); ++i) EXPECT_EQ(run(*lib, c.steps[i]), c.steps[i].expected) << i;
+        EXPECT_EQ(globalError(*lib), c.global);
+        EXPECT_EQ(LogCapture::logTexts(), c.log);
     }
-    EXPECT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().CreateClient(" ", "k", "s"), 2);
 }
 
-// Catches trace lines missing from init, or a refused client that goes on to build its client.
-TEST_F(RefusedClient, TraceShowsInitLineOnlyWhenRefused) {
-    startWithSinks();
-    ASSERT_EQ(lib().CreateClient("eu-west-1", "AKID", "s3cret"), 0);
-    EXPECT_EQ(LogCapture::traceTexts(),
-              (std::vector<std::string>{"id:0 KinesisEnv::init <eu-west-1><AKID><s3cret>",
-                                        "id:0 KinesisEnv::initProducer success"}));
-    LogCapture::reset();
-    ASSERT_EQ(lib().CreateClient("eu-west-1", "AKID", nullptr), -1);
-    EXPECT_EQ(LogCapture::traceTexts(),
-              (std::vector<std::string>{"id:1 KinesisEnv::init <eu-west-1><AKID><>"}));
+// Would catch a test of the arguments other than for emptiness (a blank region is fine), a
+// refusal reported once or with its length the second time, and a refused client that goes on
+// to build its service client (its "initProducer" line).
+TEST(Lifecycle, CreateClientArguments) {
+    struct Case { const char* region; const char* key; const char* secret; int32_t id; const char* init; };
+    const Case kRows[] = {
+        {"eu-west-1", "AKID", "s3cret", 0, "<eu-west-1><AKID><s3cret>"}, {" ", "k", "s", 0, "< ><k><s>"},
+        {"", "AKID", "secret", -1, "<><AKID><secret>"},   {nullptr, "AKID", "secret", -1, "<><AKID><secret>"},
+        {"us-east-1", "", "secret", -1, "<us-east-1><><secret>"}, {"us-east-1", nullptr, "secret", -1, "<us-east-1><><secret>"},
+        {"us-east-1", "AKID", "", -1, "<us-east-1><AKID><>"}, {"us-east-1", "AKID", nullptr, -1, "<us-east-1><AKID><>"},
+    };
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.init);
+        auto lib = freshLibrary();
+        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+        lib->InititializeInterface();
+        LogCapture::reset();
+        EXPECT_EQ(lib->CreateClient(c.region, c.key, c.secret), c.id);
+        std::vector<std::string> trace{std::string("id:0 KinesisEnv::init ") + c.init};
+        if (c.id == 0) trace.push_back("id:0 KinesisEnv::initProducer success");
+        EXPECT_EQ(LogCapture::traceTexts(), trace);
+        const std::string refusal = "id:0 KinesisEnv::init param ERROR";
+        const auto lines = LogCapture::logLines();
+        ASSERT_EQ(lines.size(), c.id == 0 ? 0u : 2u);
+        if (c.id == 0) continue;
+        EXPECT_EQ(globalError(*lib), refusal);
+        EXPECT_EQ(lines[0].text + "|" + std::to_string(lines[0].length), refusal + "|33");
+        EXPECT_EQ(lines[1].text + "|" + std::to_string(lines[1].length), refusal + "|-1");
+    }
 }
 
-// Catches FreeClient range tests that are off by one or report a second free.
-TEST_F(FreeClientExport, RangeAndRepeatedFree) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    LogCapture::reset();
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    EXPECT_TRUE(LogCapture::logTexts().empty());
-
-    EXPECT_EQ(lib().FreeClient(-1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id -1");
-    EXPECT_EQ(lib().FreeClient(2), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 2");
-    EXPECT_EQ(LogCapture::logTexts(), (std::vector<std::string>{"rxKinesis::FreeClient bad param id -1",
-                                                                "rxKinesis::FreeClient bad param id 2"}));
-    EXPECT_EQ(lib().FreeClient(0), 0);
-}
-
-// Catches a sink that is still called after the host silenced it.
-TEST_F(Lifecycle, SilencedSinkGetsNothingMore) {
-    startWithSinks();
-    EXPECT_EQ(lib().FreeClient(5), -1);
-    ASSERT_EQ(LogCapture::logTexts().size(), 1u);
-    lib().InitLogEventCallBack(nullptr, nullptr);
-    EXPECT_EQ(lib().FreeClient(6), -1);
-    EXPECT_EQ(createClient(), 0);
-    EXPECT_EQ(LogCapture::logTexts().size(), 1u);
-    EXPECT_TRUE(LogCapture::traceTexts().empty());
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 6");
+// Would catch duplicate or skipped ids from concurrent CreateClient calls, a table that can't
+// grow past its first allocation, and readers that race its growth (run under the sanitizers).
+TEST(Lifecycle, CreatorsAndReadersAtOnce) {
+    auto lib = freshLibrary();
+    ASSERT_EQ(lib->InititializeInterface(), 0);
+    constexpr int kExisting = 4, kCreators = 4, kPerCreator = 40;
+    for (int i = 0; i < kExisting; ++i) ASSERT_EQ(lib->SetParam(newClient(*lib), "maxputrow", std::to_string(100 + i).c_str()), 0);
+    std::vector<std::vector<int32_t>> created(kCreators);
+    std::atomic<bool> creating{true};
+    std::atomic<int> readerFailures{0}, reads{0};
+    std::vector<std::thread> threads;
+    for (int r = 0; r < 3; ++r)
+        threads.emplace_back([&, r] {
+            do {
+                const int32_t id = (r + reads++) % kExisting;
+                readerFailures += param(id, "maxputrow", *lib) != std::to_string(100 + id);
+                clientError(id, *lib);
+            } while (creating);
+        });
+    std::vector<std::thread> creators;
+    for (int c = 0; c < kCreators; ++c)
+        creators.emplace_back([&, c] {
+            for (int i = 0; i < kPerCreator; ++i) created[c].push_back(newClient(*lib));
+        });
+    for (auto& creator : creators) creator.join();
+    creating = false;
+    for (auto& reader : threads) reader.join();
+    EXPECT_EQ(readerFailures, 0);
+    std::vector<int32_t> all;
+    for (const auto& ids : created) {
+        EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
+        all.insert(all.end(), ids.begin(), ids.end());
+    }
+    std::sort(all.begin(), all.end());
+    for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(all[i], static_cast<int32_t>(kExisting + i));
+    for (const int32_t id : all) EXPECT_EQ(param(id, "maxputrow", *lib), "500");
+    EXPECT_EQ(newClient(*lib), kExisting + kCreators * kPerCreator);
 }
 
 }  // namespace

@@ -1,160 +1,171 @@
-// SetParam and GetParam on a client: defaults, atoi reading, names in any case, unknown and
-// read-only keys, the translator action and the counter texts.
-#include "frame_support.h"
-
-#include <functional>
-
-#include <gtest/gtest.h>
+// Client parameters (SetParam, GetParam), the global ones (SetGlobalParam), the thread-bound
+// translator action, and the truncating copy of an error text into a caller's buffer.
+#include "host.h"
 
 #include <rxkinesis_exceptions.h>
 
-#include <cstring>
-#include <string>
+#include <functional>
 #include <thread>
-#include <vector>
 
 namespace rxk::test {
 namespace {
 
-using Parameters = FrameTest;
-using TranslatorAction = FrameTest;
+const std::string kNeverFed = "0;9223372036854775807;0;0;";
 
-// How a processor fault inside the library (the probe's access violation) reaches a thread.
-enum class Arrival { Returned, AsSeException, AsOtherObject };
-
-Arrival faultOnThread(Library& lib, const std::function<void()>& beforehand) {
-    Arrival arrival = Arrival::Returned;
-    std::thread thread([&] {
-        beforehand();
-        try {
-            lib.Dummy(0, "exception");
-        } catch (const SE_Exception& fault) {
-            arrival = fault.code == 0xC0000005u ? Arrival::AsSeException : Arrival::AsOtherObject;
-        } catch (...) {
-            arrival = Arrival::AsOtherObject;
-        }
-    });
-    thread.join();
-    return arrival;
-}
-
-// Catches defaults that differ from the documented ones, or clients that share parameters.
-TEST_F(Parameters, NewClientsHaveTheDefaults) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(lib().SetParam(0, "maxputrow", "3"), 0);
-    ASSERT_EQ(createClient(), 1);
-    EXPECT_EQ(param(1, "retry"), "-1");
-    EXPECT_EQ(param(1, "retryattemptshow"), "0");
-    EXPECT_EQ(param(1, "maxputrow"), "500");
-    EXPECT_EQ(param(1, "maxputlen"), "5000000");
-    EXPECT_EQ(param(0, "maxputrow"), "3");
-    EXPECT_EQ(clientError(1), "");
-}
-
-// Catches a reader that isn't atoi: blanks, signs, trailing text, no digits, overflow.
-TEST_F(Parameters, NumbersAreReadLikeAtoi) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    const std::pair<const char*, const char*> cases[] = {
-        {"42", "42"},         {"  17", "17"},      {"\t-8", "-8"},   {"+9", "9"},
-        {"12abc", "12"},      {"abc", "0"},        {"", "0"},        {"-1", "-1"},
-        {"- 5", "0"},         {"0x1F", "0"},       {"007", "7"},     {"2147483647", "2147483647"},
-        {"-2147483648", "-2147483648"},            {"99999999999", "2147483647"},
-        {"-99999999999", "-2147483648"},
+// Would catch defaults other than the documented ones, a reader that isn't atoi (blanks, signs,
+// trailing text, no digits, overflow), a case-sensitive key, a key writing another field, an
+// unknown or read-only name that changes something or whose words go astray, and a GetParam
+// that writes into the buffer on failure or past the end of its text.
+TEST(Parameters, SetThenGet) {
+    struct Case { const char* setKey; const char* value; int32_t setResult; const char* getKey; const char* got;
+                  const char* error; };
+    const Case kRows[] = {
+        {nullptr, nullptr, 0, "retry", "-1", ""},                 {nullptr, nullptr, 0, "retryattemptshow", "0", ""},
+        {nullptr, nullptr, 0, "maxputrow", "500", ""},            {nullptr, nullptr, 0, "maxputlen", "5000000", ""},
+        {nullptr, nullptr, 0, "retryattemptPutRecords", kNeverFed.c_str(), ""},
+        {nullptr, nullptr, 0, "RETRYATTEMPTFAILRECORDS", kNeverFed.c_str(), ""},
+        {"maxputlen", "42", 0, "maxputlen", "42", ""},            {"maxputlen", "  17", 0, "maxputlen", "17", ""},
+        {"maxputlen", "\t-8", 0, "maxputlen", "-8", ""},          {"maxputlen", "+9", 0, "maxputlen", "9", ""},
+        {"maxputlen", "12abc", 0, "maxputlen", "12", ""},         {"maxputlen", "abc", 0, "maxputlen", "0", ""},
+        {"maxputlen", "", 0, "maxputlen", "0", ""},               {"maxputlen", "- 5", 0, "maxputlen", "0", ""},
+        {"maxputlen", "0x1F", 0, "maxputlen", "0", ""},           {"maxputlen", "007", 0, "maxputlen", "7", ""},
+        {"maxputlen", "2147483647", 0, "maxputlen", "2147483647", ""},
+        {"maxputlen", "-2147483648", 0, "maxputlen", "-2147483648", ""},
+        {"maxputlen", "99999999999", 0, "maxputlen", "2147483647", ""},
+        {"maxputlen", "-99999999999", 0, "maxputlen", "-2147483648", ""},
+        {"RETRY", "5", 0, "retry", "5", ""},                       {"RetryAttemptShow", "2", 0, "RETRYATTEMPTSHOW", "2", ""},
+        {"MAXPUTROW", "0", 0, "maxputrow", "0", ""},               {"maxPutLen", "1000", 0, "MaxPutLen", "1000", ""},
+        {"retry", "none", 0, "retry", "0", ""},                    {"retry", "-1", 0, "retry", "-1", ""},
+        {"exceptiontranslator", nullptr, 0, "retry", "-1", ""},    {"ExceptionTranslator", "x", 0, "maxputrow", "500", ""},
+        {"retry", nullptr, -1, "retry", "-1", "rxKinesis::setParam bad param value NULL [retry]"},
+        {"retries", "1", -1, "retry", "-1", "rxKinesis::setParam bad param name [retries]"},
+        {"retr", "1", -1, "retry", "-1", "rxKinesis::setParam bad param name [retr]"},
+        {"", "1", -1, "retry", "-1", "rxKinesis::setParam bad param name []"},
+        {"retryattemptPutRecords", "1", -1, "retryattemptPutRecords", kNeverFed.c_str(),
+         "rxKinesis::setParam bad param name [retryattemptPutRecords]"},
+        {"RETRYATTEMPTFAILRECORDS", "1", -1, "retryattemptFailRecords", kNeverFed.c_str(),
+         "rxKinesis::setParam bad param name [RETRYATTEMPTFAILRECORDS]"},
+        {nullptr, nullptr, 0, "exceptiontranslator", nullptr, "rxKinesis::getParam bad param name [exceptiontranslator]"},
+        {nullptr, nullptr, 0, "maxput", nullptr, "rxKinesis::getParam bad param name [maxput]"},
     };
-    for (const auto& [value, expected] : cases) {
-        ASSERT_EQ(lib().SetParam(0, "maxputlen", value), 0) << value;
-        EXPECT_EQ(param(0, "maxputlen"), expected) << value;
-    }
-    ASSERT_EQ(lib().SetParam(0, "retry", "none"), 0);
-    EXPECT_EQ(param(0, "retry"), "0");
-    ASSERT_EQ(lib().SetParam(0, "retry", "-1"), 0);
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_TRUE(LogCapture::logTexts().empty());
-}
-
-// Catches a case-sensitive key comparison, and keys that write the wrong field.
-TEST_F(Parameters, KeysInAnyCaseReachTheirOwnField) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(lib().SetParam(0, "RETRY", "5"), 0);
-    EXPECT_EQ(lib().SetParam(0, "RetryAttemptShow", "2"), 0);
-    EXPECT_EQ(lib().SetParam(0, "MAXPUTROW", "11"), 0);
-    EXPECT_EQ(lib().SetParam(0, "maxPutLen", "1000"), 0);
-    EXPECT_EQ(param(0, "retry"), "5");
-    EXPECT_EQ(param(0, "RETRYATTEMPTSHOW"), "2");
-    EXPECT_EQ(param(0, "maxputrow"), "11");
-    EXPECT_EQ(param(0, "MaxPutLen"), "1000");
-}
-
-// Catches unknown or read-only names that change something, words that go astray, and a
-// GetParam that writes into the buffer on failure.
-TEST_F(Parameters, UnknownAndReadOnlyNamesAreRefused) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    lib().SetGlobalErrorStr("kept");
-    for (const char* name : {"retries", "retr", "retryattemptPutRecords", "RETRYATTEMPTFAILRECORDS", ""}) {
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(std::string(c.setKey ? c.setKey : "-") + " = " + (c.value ? c.value : "NULL") + ", " + c.getKey);
+        const int32_t id = newClient(host());
+        host().SetGlobalErrorStr("kept");
         LogCapture::reset();
-        EXPECT_EQ(lib().SetParam(0, name, "1"), -1) << name;
-        const std::string words = std::string("rxKinesis::setParam bad param name [") + name + "]";
-        EXPECT_EQ(clientError(0), words);
-        EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{words});
+        if (c.setKey) { EXPECT_EQ(host().SetParam(id, c.setKey, c.value), c.setResult); }
+        Guarded buffer(c.got ? std::strlen(c.got) + 1 : 64);
+        EXPECT_EQ(host().GetParam(id, c.getKey, buffer.data()), c.got ? 0 : -1);
+        if (c.got) { EXPECT_EQ(buffer.text(), c.got); }
+        EXPECT_TRUE(c.got ? buffer.guardsIntact() : buffer.untouched());
+        EXPECT_EQ(clientError(id), c.error);
+        EXPECT_EQ(LogCapture::logTexts(), *c.error ? std::vector<std::string>{c.error} : std::vector<std::string>{});
+        EXPECT_EQ(globalError(), "kept");
+        host().FreeClient(id);
     }
-    for (const char* name : {"exceptiontranslator", "maxput", "nothing"}) {
+}
+
+// Would catch a case-sensitive name, a prefix match in either direction, words that don't show
+// the name as given or that reach the global text, and an unbounded copy of a value into its
+// field (12 and 512 bytes) or of a long name into the 256-byte message buffer.
+TEST(Parameters, GlobalNames) {
+    const std::string longText(5000, 'v');
+    struct Case { std::string name; const char* value; int32_t result; };
+    const Case kRows[] = {
+        {"delimiter", ",", 0}, {"DELIMITER", ",", 0}, {"dElImItEr", ",", 0}, {"statspath", "/s", 0},
+        {"StatsPath", "/s", 0}, {"statspath", longText.c_str(), 0}, {"delimiter", longText.c_str(), 0},
+        {"delim", ",", -1}, {"Delimiters", ",", -1}, {"delimiter ", ",", -1}, {"stats", ",", -1},
+        {"STATSPATHX", ",", -1}, {"", ",", -1}, {longText, ",", -1},
+    };
+    auto lib = freshLibrary();
+    lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+    lib->InititializeInterface();
+    lib->SetGlobalErrorStr("kept");
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name.substr(0, 20));
         LogCapture::reset();
-        GuardedBuffer buffer(64);
-        EXPECT_EQ(lib().GetParam(0, name, buffer.data()), -1) << name;
-        EXPECT_TRUE(buffer.untouched());
-        const std::string words = std::string("rxKinesis::getParam bad param name [") + name + "]";
-        EXPECT_EQ(clientError(0), words);
-        EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{words});
+        EXPECT_EQ(lib->SetGlobalParam(c.name.c_str(), c.value), c.result);
+        const auto lines = LogCapture::logLines();
+        ASSERT_EQ(lines.size(), c.result == 0 ? 0u : 1u);
+        if (c.result == 0) continue;
+        const std::string words = ("rxKinesis::SetGlobalParam bad param name [" + c.name + "]").substr(0, 255);
+        EXPECT_EQ(lines[0].text, words);
+        EXPECT_EQ(lines[0].length, static_cast<int32_t>(words.size()));
     }
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_EQ(param(0, "maxputrow"), "500");
-    EXPECT_EQ(globalError(), "kept");
+    EXPECT_EQ(globalError(*lib), "kept");
 }
 
-// Catches a translator key that looks at its value, and a numeric key that reads a null value.
-TEST_F(Parameters, TranslatorActionAndNullValues) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(lib().SetParam(0, "exceptiontranslator", nullptr), 0);
-    EXPECT_EQ(lib().SetParam(0, "ExceptionTranslator", "anything"), 0);
-    EXPECT_TRUE(LogCapture::logTexts().empty());
-
-    ASSERT_EQ(lib().SetParam(0, "retry", "3"), 0);
-    EXPECT_EQ(lib().SetParam(0, "retry", nullptr), -1);
-    EXPECT_EQ(param(0, "retry"), "3");
-    EXPECT_EQ(clientError(0), "rxKinesis::setParam bad param value NULL [retry]");
+// Would catch a translator action that installs nothing, installs it for the wrong thread, or
+// still acts when the frame refused the call: a processor fault inside the library (the probe's
+// access violation) reaches only a thread that installed it as an SE_Exception.
+TEST(Parameters, TranslatorBelongsToTheCallingThread) {
+    const std::pair<const char*, std::function<void(Library&, int32_t)>> kRows[] = {
+        {"nothing installed", [](Library&, int32_t) {}},
+        {"refused by the frame", [](Library& l, int32_t) { EXPECT_EQ(l.SetParam(-5, "exceptiontranslator", "1"), -1); }},
+        {"SetParam", [](Library& l, int32_t id) { EXPECT_EQ(l.SetParam(id, "ExceptionTranslator", nullptr), 0); }},
+        {"InititializeInterface", [](Library& l, int32_t) { EXPECT_EQ(l.InititializeInterface(), 0); }},
+        {"another thread installed it before", [](Library&, int32_t) {}},
+    };
+    Library& lib = host();
+    const int32_t id = newClient(lib);
+    for (const auto& [name, beforehand] : kRows) {
+        SCOPED_TRACE(name);
+        const bool installs = std::string(name) == "SetParam" || std::string(name) == "InititializeInterface";
+        bool translated = false;
+        std::thread thread([&, beforehand = beforehand] {
+            beforehand(lib, id);
+            try {
+                lib.Dummy(id, "exception");
+            } catch (const SE_Exception& fault) {
+                translated = fault.code == 0xC0000005u;
+            } catch (...) {
+            }
+        });
+        thread.join();
+        EXPECT_EQ(translated, installs);
+    }
 }
 
-// Catches a translator key that installs nothing, installs it for the wrong thread, or that
-// still acts when the frame refused the call.
-TEST_F(TranslatorAction, InstalledForTheCallingThreadOnly) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(5, "exceptiontranslator", "1"), -1); }),
-              Arrival::AsOtherObject);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(0, "ExceptionTranslator", nullptr), 0); }),
-              Arrival::AsSeException);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().InititializeInterface(), 0); }),
-              Arrival::AsSeException);
-    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
+std::string letters(std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i) text.push_back(static_cast<char>('a' + i % 26));
+    return text;
 }
 
-// Catches counter texts in the wrong format or with the wrong initial values.
-TEST_F(Parameters, CounterTextsOfANewClient) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(param(0, "retryattemptPutRecords"), "0;9223372036854775807;0;0;");
-    EXPECT_EQ(param(0, "RETRYATTEMPTFAILRECORDS"), "0;9223372036854775807;0;0;");
-    GuardedBuffer buffer(27);
-    ASSERT_EQ(lib().GetParam(0, "retryattemptFailRecords", buffer.data()), 0);
-    EXPECT_EQ(buffer.text(), "0;9223372036854775807;0;0;");
-    EXPECT_TRUE(buffer.guardsIntact());
-    EXPECT_EQ(buffer.at(26), '\0');
+// Would catch an off-by-one at the fitting boundary (L-1 bytes are whole and unmarked), a mark
+// placed at L-7 instead of L-10 or a write into the last three bytes, a negative prefix for
+// buffers below ten bytes, any write for a length of zero or below, and a client's text copied
+// by another rule (a 5,000-character key makes a last-error text of a full message buffer).
+TEST(TruncatingCopy, EveryBoundary) {
+    enum Expect { Whole, Marked, Prefix, Nothing };
+    struct Case { int32_t size; std::size_t textBytes; Expect expect; bool clientText = false; };
+    const Case kRows[] = {
+        {1, 0, Whole}, {2, 1, Whole}, {9, 8, Whole}, {10, 9, Whole}, {11, 10, Whole}, {64, 63, Whole}, {256, 255, Whole},
+        {10, 10, Marked}, {10, 11, Marked}, {11, 11, Marked}, {16, 17, Marked}, {256, 256, Marked}, {1024, 5024, Marked},
+        {1, 5000, Prefix}, {2, 5000, Prefix}, {5, 5000, Prefix}, {9, 5000, Prefix},
+        {0, 5, Nothing}, {-1, 0, Nothing}, {-10, 5, Nothing}, {INT32_MIN, 5000, Nothing},
+        {256, 1023, Marked, true}, {1023, 1023, Marked, true}, {1024, 1023, Whole, true}, {1025, 1023, Whole, true},
+        {5, 1023, Prefix, true},
+    };
+    Library& lib = host();
+    const int32_t id = newClient(lib);
+    ASSERT_EQ(lib.SetParam(id, letters(5000).c_str(), "1"), -1);
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(std::to_string(c.size) + (c.clientText ? " client " : " global ") + std::to_string(c.textBytes));
+        std::string text = letters(c.textBytes);
+        if (c.clientText) text = ("rxKinesis::setParam bad param name [" + letters(5000)).substr(0, c.textBytes);
+        if (!c.clientText) lib.SetGlobalErrorStr(text.c_str());
+        Guarded buffer(c.size > 0 ? static_cast<std::size_t>(c.size) : 16);
+        char* const given = buffer.data();
+        EXPECT_EQ(c.clientText ? lib.GetErrorStr(id, given, c.size) : lib.GetGlobalErrorStr(given, c.size), given);
+        const std::size_t size = static_cast<std::size_t>(c.size);
+        if (c.expect == Whole) { EXPECT_EQ(buffer.text(), text); }
+        if (c.expect == Marked) { EXPECT_EQ(buffer.text(), text.substr(0, size - 10) + " [...]"); }
+        if (c.expect == Marked) { EXPECT_EQ(buffer.untouchedTail(), 3u); }
+        if (c.expect == Prefix) { EXPECT_EQ(buffer.text(), text.substr(0, size - 1)); }
+        if (c.expect == Whole || c.expect == Prefix) { EXPECT_EQ(buffer.at(buffer.text().size()), '\0'); }
+        EXPECT_TRUE(c.expect == Nothing ? buffer.untouched() : buffer.guardsIntact());
+    }
 }
 
 }  // namespace

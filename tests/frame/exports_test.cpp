@@ -1,0 +1,171 @@
+// The call frame of every export: its words for a bad id, a refused argument and a freed client,
+// where those words go, the trace line after the method, and GetErrorStr's own refusals.
+#include "host.h"
+
+#include <functional>
+
+namespace rxk::test {
+namespace {
+
+using Call = std::function<int32_t(Library&, int32_t)>;
+char text[kTextBytes];
+int32_t number;
+uint32_t count;
+unsigned char flag;
+const char data[] = "data";
+int32_t noRecords(int32_t, const char*, const char*, const char*, const char*, int32_t) { return 0; }
+
+// A fresh library (module state as at load) with both sinks, clients 0 and 1, client 0 freed.
+std::unique_ptr<Library> withFreedClient() {
+    auto lib = freshLibrary();
+    lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+    lib->InititializeInterface();
+    newClient(*lib);
+    newClient(*lib);
+    lib->FreeClient(0);
+    LogCapture::reset();
+    return lib;
+}
+
+// The call as the host makes it, with id and arguments that pass the frame unless a row says so.
+#define CALL(expression) [](Library & l, int32_t id) { return (expression); }
+
+// Would catch a wrong word or blank in a frame text (they differ from export to export), a text
+// sent to the wrong place, a range test off by one, a method called for a freed client, an
+// argument test missing (the method handed a null pointer or an empty record), and refusal
+// words that name the argument instead of the id. Rows without a freed-slot text pass a refused
+// argument: the id 1 of a live client then gets the bad-id words too, as does the freed id 0.
+TEST(FrameWords, BadIdsFreedSlotsAndRefusedArguments) {
+    struct Case { const char* badId; const char* freed; bool logOnly; Call call; };
+    const Case kRows[] = {
+        {"SetParam", "SetParam id %d  is NULL", true, CALL(l.SetParam(id, "retry", "1"))},
+        {"GetParam", "GetParam id %d  is NULL", true, CALL(l.GetParam(id, "retry", text))},
+        {"Dummy", "Dummy id %d  is NULL", true, CALL(l.Dummy(id, "exception"))},
+        {"PutRecord", "PutRecord id %d  is NULL", false, CALL(l.PutRecord(id, "s", "pk", nullptr, data, 4))},
+        {"PutRecord", nullptr, false, CALL(l.PutRecord(id, nullptr, "pk", nullptr, data, 4))},
+        {"PutRecord", nullptr, false, CALL(l.PutRecord(id, "s", "pk", nullptr, nullptr, 4))},
+        {"PutRecord", nullptr, false, CALL(l.PutRecord(id, "s", "pk", nullptr, data, 0))},
+        {"PutRecord", nullptr, false, CALL(l.PutRecord(id, "s", "pk", nullptr, data, -5))},
+        {"GetLastResultPutRecord", "GetLastResultPutRecord id %d  is NULL", false,
+         CALL(l.GetLastResultPutRecord(id, text, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr))},
+        {"GetLastResultPutRecord", nullptr, false,
+         CALL(l.GetLastResultPutRecord(id, nullptr, nullptr, nullptr, nullptr, text, text, text, &count))},
+        {"CreateListRecord", "CreateListRecord id %d is NULL", false, CALL(l.CreateListRecord(id))},
+        {"ClearRecordList", "ClearListRecord id %d is NULL", false, CALL(l.ClearListRecord(id, 0))},
+        {"FreeListRecord", "FreeListRecord id %d is NULL", false, CALL(l.FreeListRecord(id, 0))},
+        {"GetListRecordInfo", "GetListRecordInfo id %d is NULL", false, CALL(l.GetListRecordInfo(id, 0, &count, nullptr))},
+        {"AddRecordToList", "AddRecordToList id %d  is NULL", false, CALL(l.AddRecordToList(id, 0, "pk", nullptr, data, 4))},
+        {"AddRecordToList", nullptr, false, CALL(l.AddRecordToList(id, 0, "pk", nullptr, data, 0))},
+        {"AddRecordToList", nullptr, false, CALL(l.AddRecordToList(id, 0, "pk", nullptr, data, -1))},
+        {"AddRecordToList", nullptr, false, CALL(l.AddRecordToList(id, 0, "pk", nullptr, nullptr, 4))},
+        {"PutRecords", "PutRecords id %d is NULL", false, CALL(l.PutRecords(id, 0, "s", nullptr, nullptr, nullptr, nullptr, nullptr))},
+        {"PutRecords", nullptr, false, CALL(l.PutRecords(id, 0, nullptr, &number, &number, &number, &number, "tag"))},
+        {"GetLastResultPutRecords", "GetLastResultPutRecords id %d  is NULL", false,
+         CALL(l.GetLastResultPutRecords(id, 0, 0, nullptr, nullptr, nullptr, &flag, nullptr, nullptr, nullptr, nullptr))},
+        {"GetLastResultPutRecords", nullptr, false,
+         CALL(l.GetLastResultPutRecords(id, 0, 0, nullptr, nullptr, nullptr, nullptr, text, text, text, &count))},
+        {"StartShardIterator", "StartShardIterator id %d  is NULL", false,
+         CALL(l.StartShardIterator(id, "s", "sh", nullptr, 10, RXK_LATEST))},
+        {"StartShardIterator", nullptr, false, CALL(l.StartShardIterator(id, nullptr, "sh", nullptr, 1, 4))},
+        {"StartShardIterator", nullptr, false, CALL(l.StartShardIterator(id, "s", nullptr, nullptr, 1, 4))},
+        {"NextShardIterator", "NextShardIterator id %d  is NULL", false, CALL(l.NextShardIterator(id, "s", "sh"))},
+        {"NextShardIterator", nullptr, false, CALL(l.NextShardIterator(id, "s", nullptr))},
+        {"GetRecordFromIterator", "GetRecordFromIterator id %d  is NULL", false,
+         CALL(l.GetRecordFromIterator(id, "s", "sh", nullptr, text, &number))},
+        {"GetRecordFromIterator", nullptr, false, CALL(l.GetRecordFromIterator(id, "s", "sh", text, nullptr, &number))},
+        {"GetRecordFromIterator", nullptr, false, CALL(l.GetRecordFromIterator(id, "s", "sh", text, text, nullptr))},
+        {"PollShardIterator", "PollShardIterator id %d  is NULL", false, CALL(l.PollShardIterator(id, "s", "sh", noRecords))},
+        {"PollShardIterator", nullptr, false, CALL(l.PollShardIterator(id, "s", "sh", nullptr))},
+        {"StopShardIterator", "StopShardIterator id %d  is NULL", false, CALL(l.StopShardIterator(id, "s", "sh"))},
+        {"StopShardIterator", nullptr, false, CALL(l.StopShardIterator(id, nullptr, "sh"))},
+        {"GetRecord", "GetRecord id %d  is NULL", false, CALL(l.GetRecord(id, "s", "sh", "1", text, &number))},
+        {"GetRecord", nullptr, false, CALL(l.GetRecord(id, "s", "sh", nullptr, text, &number))},
+        {"GetData", "GetData id %d  is NULL", false, CALL((number = 16, l.GetData(id, 0, nullptr, nullptr, text, &number, ';')))},
+        {"GetData", nullptr, false, CALL(l.GetData(id, 0, nullptr, nullptr, nullptr, &number, ';'))},
+        {"GetData", nullptr, false, CALL(l.GetData(id, 0, nullptr, nullptr, text, nullptr, ';'))},
+        {"GetData", "GetData id %d  is NULL", false, CALL((number = 16, l.GetListStreams(id, text, &number)))},
+        {"GetData", "GetData id %d  is NULL", false, CALL((number = 16, l.GetListShards(id, "s", text, &number)))},
+        {"GetData", nullptr, false, CALL(l.GetListShards(id, "s", text, nullptr))},
+        {"GetData", "GetData id %d  is NULL", false, CALL((number = 16, l.GetShardDetails(id, "s", "sh", text, &number)))},
+        {"CreateStream", "CreateStream id %d  is NULL", false, CALL(l.CreateStream(id, "s", 1))},
+        {"CreateStream", nullptr, false, CALL(l.CreateStream(id, nullptr, 1))},
+    };
+    auto lib = withFreedClient();
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(std::string(c.badId) + (c.freed ? "" : " with a refused argument"));
+        for (const int32_t id : {-1, 2, INT32_MIN, INT32_MAX, 0, 1}) {
+            if (id == 1 && c.freed) continue;
+            const std::string words = "rxKinesis::" + (id == 0 && c.freed ? fmt(c.freed, id) : fmt("%s bad param id %d", c.badId, id));
+            lib->SetGlobalErrorStr("untouched");
+            LogCapture::reset();
+            EXPECT_EQ(c.call(*lib, id), -1) << id;
+            EXPECT_EQ(globalError(*lib), c.logOnly ? "untouched" : words);
+            ASSERT_EQ(LogCapture::logLines().size(), 1u);
+            EXPECT_EQ(LogCapture::logLines()[0].text, words);
+            EXPECT_EQ(LogCapture::logLines()[0].length, static_cast<int32_t>(words.size()));
+            EXPECT_TRUE(LogCapture::traceTexts().empty());
+            EXPECT_EQ(clientError(1, *lib), "");
+        }
+    }
+}
+
+// Would catch trace lines with wrong words or values, lines written when the frame refused, and
+// out-values read through null pointers (PutRecords prints what its pointers hold after the call).
+TEST(FrameWords, TraceLinesAfterTheMethod) {
+    const std::pair<Call, const char*> kRows[] = {
+        {CALL(l.CreateListRecord(id) - 1), "CreateListRecord id:1 listId:1"},
+        {CALL(l.AddRecordToList(id, 1, "pk", nullptr, data, 4)), "AddRecordToList id:1 listId:1 lenBuffer:4 result:0"},
+        {CALL(l.AddRecordToList(id, 9, "pk", nullptr, data, 3) + 1), "AddRecordToList id:1 listId:9 lenBuffer:3 result:-1"},
+        {CALL(l.GetListRecordInfo(id, 1, &count, nullptr)), "GetListRecordInfo id:1 listId:1"},
+        {CALL(l.ClearListRecord(id, 1)), "ClearListRecord id:1 listId:1"},
+        {CALL(l.FreeListRecord(id, 0)), "FreeListRecord id:1 listId:0"},
+        {CALL(l.PutRecords(id, 5, "s", nullptr, nullptr, nullptr, nullptr, nullptr) + 1), "PutRecords id:1 listId:5 put:-1 failed:-1 bytes:-1 output:-1"},
+        {CALL(l.PutRecords(id, 5, "s", &number, &number, &number, &number, "t") + 1), "PutRecords id:1 listId:5 put:0 failed:0 bytes:0 output:0"},
+        {CALL(l.StopShardIterator(id, "s", "sh") - RXK_NO_ITERATOR), "StopShardIterator id:1"},
+        {CALL((number = 16, l.GetData(id, 99, nullptr, nullptr, text, &number, ';') + 1)), "GetData id:1  lenBuffer:0"},
+        {CALL(l.SetParam(id, "retry", "2") + l.Dummy(id, "no scenario")), nullptr},
+    };
+    auto lib = withFreedClient();
+    lib->CreateListRecord(1);
+    for (const auto& [call, line] : kRows) {
+        SCOPED_TRACE(line ? line : "SetParam and Dummy have no trace line");
+        LogCapture::reset();
+        EXPECT_EQ(call(*lib, 1), 0);
+        std::vector<LogLine> frameLines;
+        for (const LogLine& l : LogCapture::traceLines())
+            if (l.text.rfind("rxKinesis::", 0) == 0) frameLines.push_back(l);
+        ASSERT_EQ(frameLines.size(), line ? 1u : 0u);
+        if (line) { EXPECT_EQ(frameLines[0].text, std::string("rxKinesis::") + line); }
+        if (line) { EXPECT_EQ(frameLines[0].length, static_cast<int32_t>(frameLines[0].text.size())); }
+    }
+}
+
+// Would catch GetErrorStr overrunning a short buffer with its own refusal words, writing into a
+// buffer of length 0, calling into a freed client, or tracing without the lengths.
+TEST(FrameWords, GetErrorStrRefusalsAndTrace) {
+    struct Case { int32_t id; std::size_t size; int32_t length; const char* text; const char* global; const char* trace; };
+    const Case kRows[] = {
+        {4, 256, 256, "rxKinesis::GetErrorStr bad param id 4", "rxKinesis::GetErrorStr bad param id 4", nullptr},
+        {-3, 12, 12, "rx [...]", "rxKinesis::GetErrorStr bad param id -3", nullptr},
+        {-3, 8, 0, nullptr, "rxKinesis::GetErrorStr bad param id -3", nullptr},
+        {0, 256, 256, "rxKinesis::GetErrorStr id 0  is NULL", "rxKinesis::GetErrorStr id 0  is NULL", nullptr},
+        {1, 256, 256, "", "untouched", "rxKinesis::GetErrorStr id:1  lenBuffer:256 errSize:0"},
+        {1, 0, 100, nullptr, "rxKinesis::GetErrorStr bad param id 1", nullptr},  // a null buffer
+    };
+    auto lib = withFreedClient();
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.global);
+        lib->SetGlobalErrorStr("untouched");
+        LogCapture::reset();
+        Guarded buffer(c.size);
+        char* const given = c.size == 0 ? nullptr : buffer.data();
+        EXPECT_EQ(lib->GetErrorStr(c.id, given, c.length), given);
+        if (c.text) { EXPECT_EQ(buffer.text(), c.text); }
+        EXPECT_TRUE(c.text ? buffer.guardsIntact() : buffer.untouched());
+        EXPECT_EQ(globalError(*lib), c.global);
+        EXPECT_EQ(LogCapture::traceTexts(), c.trace ? std::vector<std::string>{c.trace} : std::vector<std::string>{});
+    }
+}
+
+}  // namespace
+}  // namespace rxk::test

@@ -1,0 +1,116 @@
+// What the frame, producer and catalogue tests share: the library as the host loads it with both
+// sinks captured, the texts it hands out read back through its exports, and buffers with guard
+// bytes on both sides, so that every byte a call writes shows.
+#pragma once
+
+#include "library.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace rxk::test {
+
+// Room for any composed line.
+constexpr std::size_t kTextBytes = RXK_ERROR_TEXT_BYTES + 88;
+
+// A private copy of $RXK_LIBRARY: its module state is that of a library just loaded, whatever
+// earlier rows of the same process did. Never unloaded (the process may keep its fault handlers).
+inline std::unique_ptr<Library> freshLibrary() {
+    char name[] = "/tmp/rxk-host-XXXXXX";
+    const int fd = ::mkstemp(name);
+    if (fd < 0) throw std::runtime_error("mkstemp failed");
+    ::close(fd);
+    {
+        std::ifstream in(libraryPathFromEnvironment(), std::ios::binary);
+        std::ofstream out(name, std::ios::binary | std::ios::trunc);
+        out << in.rdbuf();
+    }
+    auto library = std::make_unique<Library>(name, Library::Unload::Never);
+    ::unlink(name);
+    return library;
+}
+
+// The library loaded once per test binary, started, its sinks captured.
+inline Library& host() {
+    static Library& library = []() -> Library& {
+        Library& loaded = sharedLibrary();
+        loaded.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+        loaded.InititializeInterface();
+        return loaded;
+    }();
+    return library;
+}
+
+// A client of `lib` whose requests go to `endpoint` (read from the environment at creation).
+inline int32_t clientAt(const std::string& endpoint, Library& lib = host()) {
+    ServiceEnvironment environment(endpoint, ServiceEnvironment::SdkRetries::Off);
+    return lib.CreateClient("us-east-1", "AKIDEXAMPLE", "wJalrXUtnFEMI/K7MDENG");
+}
+
+// A client that makes no request (init tries nothing out).
+inline int32_t newClient(Library& lib) { return lib.CreateClient("us-east-1", "AKIDEXAMPLE", "secret"); }
+
+// printf into a std::string; the texts of the tables carry the client id as %d.
+inline std::string fmt(const char* format, ...) {
+    char text[kTextBytes];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+inline std::string globalError(Library& lib = host()) {
+    std::vector<char> text(kTextBytes, '\0');
+    return lib.GetGlobalErrorStr(text.data(), static_cast<int32_t>(text.size()));
+}
+
+inline std::string clientError(int32_t id, Library& lib = host()) {
+    std::vector<char> text(kTextBytes, '\0');
+    return lib.GetErrorStr(id, text.data(), static_cast<int32_t>(text.size()));
+}
+
+// GetParam's text, or "<refused>".
+inline std::string param(int32_t id, const char* key, Library& lib = host()) {
+    std::vector<char> text(kTextBytes, '\0');
+    return lib.GetParam(id, key, text.data()) == 0 ? text.data() : "<refused>";
+}
+
+// A buffer of `size` bytes between two guard areas, all filled with kFill at the start.
+class Guarded {
+public:
+    static constexpr char kFill = '\x5A';
+    static constexpr std::size_t kGuard = 16;
+
+    explicit Guarded(std::size_t size) : size_(size), bytes_(size + 2 * kGuard, kFill) {}
+    char* data() { return bytes_.data() + kGuard; }
+    char at(std::size_t index) const { return bytes_[kGuard + index]; }
+    std::string text() const { return std::string(bytes_.data() + kGuard, strnlen(bytes_.data() + kGuard, size_)); }
+    bool guardsIntact() const {
+        return std::all_of(bytes_.begin(), bytes_.begin() + kGuard, [](char c) { return c == kFill; }) &&
+               std::all_of(bytes_.end() - kGuard, bytes_.end(), [](char c) { return c == kFill; });
+    }
+    bool untouched() const { return std::all_of(bytes_.begin(), bytes_.end(), [](char c) { return c == kFill; }); }
+    // Bytes of the area still holding the filling, counted from its end.
+    std::size_t untouchedTail() const {
+        std::size_t count = 0;
+        while (count < size_ && at(size_ - 1 - count) == kFill) ++count;
+        return count;
+    }
+
+private:
+    std::size_t size_;
+    std::vector<char> bytes_;
+};
+
+}  // namespace rxk::test
