@@ -1,0 +1,174 @@
+// Writes through the exports into kinesalite and read back from it: single puts one after the
+// other on one client (what a key left by the previous call does), random keys, the read-back
+// before any result, and a full batch whose read-back is checked against what the stream holds.
+#include "host.h"
+#include "kinesalite.h"
+
+#include <openssl/evp.h>
+#include <rapidjson/document.h>
+
+#include <set>
+
+namespace rxk::test {
+namespace {
+
+constexpr char kHighestHashKey[] = "340282366920938463463374607431768211455";
+
+bool isRandomKey(const std::string& key) {
+    return key.size() >= 21 && key.size() <= 39 && key[0] != '0' &&
+           key.find_first_not_of("0123456789") == std::string::npos && key.substr(key.size() - 20) == std::string(20, '0');
+}
+
+// Would catch a put that loses the record or reads back another request or outcome, a key not
+// kept for the next call (the highest hash key keeps sending records to the last shard whatever
+// the partition key), a first call with only a hash key that invents a partition key (the service
+// refuses it), random keys outside their form, drawn once and reused or shared between clients,
+// and trace or failure lines with the wrong words.
+TEST(SinglePut, OneAfterAnotherThroughKinesalite) {
+    struct Case { int client; const char* pk; const char* hk; const char* data; const char* shard; const char* readPk;
+                  const char* readHk; };
+    const Case kRows[] = {
+        {0, nullptr, kHighestHashKey, "first", nullptr, "", kHighestHashKey},
+        {0, "pk-1", nullptr, "hello", "shardId-000000000001", "pk-1", kHighestHashKey},
+        {0, "a", nullptr, "a", "shardId-000000000001", "a", kHighestHashKey},
+        {0, nullptr, "0", "to the first shard", "shardId-000000000000", "a", "0"},
+        {0, nullptr, nullptr, "random 1", "", "random", "random"},
+        {1, nullptr, nullptr, "random 2", "", "random", "random"},
+        {0, nullptr, nullptr, "random 3", "", "random", "random"},
+        {1, nullptr, nullptr, "random 4", "", "random", "random"},
+    };
+    Kinesalite& emulator = sharedKinesalite();
+    const std::string stream = emulator.createUniqueStream("single", 2);
+    const int32_t clients[] = {clientAt(emulator.endpoint()), clientAt(emulator.endpoint())};
+    std::set<std::string> randomKeys;
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.data);
+        const int32_t id = clients[c.client];
+        LogCapture::reset();
+        const int32_t length = static_cast<int32_t>(std::strlen(c.data));
+        EXPECT_EQ(host().PutRecord(id, stream.c_str(), c.pk, c.hk, c.data, length), c.shard ? 0 : -1);
+        char out[6][kTextBytes] = {};
+        unsigned char success = 7;
+        uint32_t dataLength = 0;
+        ASSERT_EQ(host().GetLastResultPutRecord(id, out[0], out[1], out[2], &success, out[3], out[4], out[5], &dataLength), 0);
+        const std::string shard = out[1], sequence = out[2], pk = out[3], hk = out[4], error = out[5];
+        const std::vector<std::string> traces = LogCapture::traceTexts();
+        EXPECT_EQ(out[0], stream);
+        EXPECT_EQ(success, c.shard ? 1 : 0);
+        EXPECT_EQ(dataLength, static_cast<uint32_t>(length));
+        if (*c.readPk == 'r') {
+            EXPECT_TRUE(isRandomKey(pk)) << pk;
+            EXPECT_EQ(hk, pk);
+            EXPECT_TRUE(randomKeys.insert(pk).second) << "drawn before: " << pk;
+        } else {
+            EXPECT_EQ(pk, c.readPk);
+            EXPECT_EQ(hk, c.readHk);
+        }
+        const std::string prefix = fmt("id:%d KinesisEnv::putRecord [%s] ", id, stream.c_str());
+        std::vector<std::string> trace{prefix + fmt("partitionKey:%s explicitHashKey:%s lenData:%d", c.pk ? "OK" : "NULL",
+                                                    c.hk ? "OK" : "NULL", length)};
+        if (!c.shard) {
+            EXPECT_EQ(shard + sequence, "");
+            EXPECT_EQ(clientError(id), prefix + "error :" + error);
+            EXPECT_EQ(LogCapture::logTexts(), (std::vector<std::string>{prefix + "error :", error}));
+        } else {
+            if (*c.shard) { EXPECT_EQ(shard, c.shard); }
+            EXPECT_EQ(error, "");
+            EXPECT_TRUE(LogCapture::logTexts().empty());
+            const std::string key = c.pk ? fmt("PK:[%s]", c.pk) : fmt("HK:[%s]", c.hk ? c.hk : "(null)");
+            trace.push_back(prefix + "success shardId:[" + shard + "] Sequence:[" + sequence + "] " + key);
+        }
+        trace.push_back(fmt("rxKinesis::PutRecord id:%d  lenBuffer:%d", id, length));
+        trace.push_back(fmt("rxKinesis::GetLastResultPutRecord id:%d", id));
+        EXPECT_EQ(traces, trace);
+        if (!c.shard) continue;
+        char data[kTextBytes] = {};
+        int32_t readLength = -7;
+        ASSERT_EQ(host().GetRecord(id, stream.c_str(), shard.c_str(), sequence.c_str(), data, &readLength), 0);
+        EXPECT_EQ(std::string(data, static_cast<std::size_t>(std::max(readLength, 0))), c.data);
+    }
+}
+
+// Would catch a read-back that writes outputs without a result, reads the caller's buffers past
+// the longest stream name, counts an empty stream name as a result, or lets a refused put (it
+// never reaches the method) change the stream it speaks of. Nothing listens on the endpoint:
+// a put that gets through the frame fails, and still names its stream.
+TEST(SinglePut, ReadBackWithoutAResult) {
+    const std::string longName(290, 'S');
+    const std::string noResult = "id:%d KinesisEnv::getLastResult [" + std::string(128, 'S') + "]:[shard-x] error no result available";
+    struct Case { const char* name; std::vector<std::pair<const char*, int32_t>> puts; bool nullBuffers; std::string text; };
+    const Case kRows[] = {
+        {"before any put", {}, false, noResult},
+        {"before any put, stream and shard not asked for", {}, true, "id:%d KinesisEnv::getLastResult []:[] error no result available"},
+        {"after a put to the stream named \"\"", {{"", 1}}, false, noResult},
+        {"refused puts leave the stream of the last put", {{"stream-a", 1}, {"stream-b", 0}, {"stream-b", -5}, {nullptr, 1}}, false, "stream-a"},
+    };
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        const int32_t id = clientAt("http://127.0.0.1:9");
+        for (const auto& [stream, length] : c.puts) EXPECT_EQ(host().PutRecord(id, stream, "pk", nullptr, "x", length), -1);
+        std::vector<char> stream(longName.begin(), longName.end());
+        stream.push_back('\0');
+        char shard[8] = "shard-x", sequence[16] = "untouched";
+        unsigned char success = 7;
+        const bool refused = c.text.rfind("id:", 0) == 0;
+        LogCapture::reset();
+        EXPECT_EQ(host().GetLastResultPutRecord(id, c.nullBuffers ? nullptr : stream.data(), c.nullBuffers ? nullptr : shard,
+                                                sequence, &success, nullptr, nullptr, nullptr, nullptr), refused ? -1 : 0);
+        EXPECT_EQ(refused ? clientError(id) : std::string(stream.data()), fmt(c.text.c_str(), id));
+        EXPECT_EQ(LogCapture::logTexts(), refused ? std::vector<std::string>{fmt(c.text.c_str(), id)} : std::vector<std::string>{});
+        EXPECT_EQ(std::string(sequence) + std::to_string(success), refused ? "untouched7" : "0");
+        host().FreeClient(id);
+    }
+}
+
+std::string base64Decode(const std::string& text) {
+    std::string bytes(text.size(), '\0');
+    const int length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                                       reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    bytes.resize(static_cast<std::size_t>(std::max(length, 0)) - std::count(text.begin(), text.end(), '='));
+    return bytes;
+}
+
+// Would catch a full batch that doesn't arrive whole and in order, and a read-back position that
+// names another record than the one the stream holds at that place (sequence number, shard, key,
+// length).
+TEST(BatchPut, FullBatchRoundTripThroughKinesalite) {
+    Kinesalite& emulator = sharedKinesalite();
+    const std::string stream = emulator.createUniqueStream("batch");
+    const int32_t id = clientAt(emulator.endpoint());
+    const int32_t list = host().CreateListRecord(id);
+    std::vector<std::string> data;
+    for (int i = 0; i < 500; ++i) {
+        data.push_back(fmt("record-%d-", i));
+        data.back().resize(100, static_cast<char>('a' + i % 26));
+        ASSERT_EQ(host().AddRecordToList(id, list, fmt("key-%d", i).c_str(), nullptr, data.back().data(), 100), 0);
+    }
+    int32_t put = 0, failed = -1, bytes = 0, output = 0;
+    ASSERT_EQ(host().PutRecords(id, list, stream.c_str(), &put, &failed, &bytes, &output, "roundtrip"), 0) << clientError(id);
+    EXPECT_EQ(std::vector<int32_t>({put, failed, bytes, output}), std::vector<int32_t>({500, 0, 500 * 100 + 10 * 5 + 90 * 6 + 400 * 7, 500}));
+
+    const std::string shard = emulator.shardIds(stream).at(0);
+    rapidjson::Document iterator, answer;
+    iterator.Parse(emulator.call("GetShardIterator", R"({"StreamName":")" + stream + R"(","ShardId":")" + shard +
+                                                         R"(","ShardIteratorType":"TRIM_HORIZON"})").body.c_str());
+    answer.Parse(emulator.call("GetRecords", std::string(R"({"Limit":10000,"ShardIterator":")") +
+                                                 iterator["ShardIterator"].GetString() + "\"}").body.c_str());
+    const auto& stored = answer["Records"];
+    ASSERT_EQ(stored.Size(), 500u);
+    for (int i = 0; i < 500; ++i) {
+        SCOPED_TRACE(i);
+        char readShard[RXK_NAME_BYTES], sequence[RXK_NAME_BYTES], key[RXK_NAME_BYTES];
+        unsigned char success = 0;
+        uint32_t length = 0;
+        EXPECT_EQ(base64Decode(stored[i]["Data"].GetString()), data[i]);
+        ASSERT_EQ(host().GetLastResultPutRecords(id, list, i, nullptr, readShard, sequence, &success, key, nullptr, nullptr,
+                                                 &length), 0);
+        EXPECT_EQ(std::string(sequence) + " " + key + " " + readShard, std::string(stored[i]["SequenceNumber"].GetString()) +
+                  " " + stored[i]["PartitionKey"].GetString() + " " + shard);
+        EXPECT_EQ(success * 1000 + length, 1100u);
+    }
+}
+
+}  // namespace
+}  // namespace rxk::test
