@@ -109,37 +109,6 @@ TEST(FrameWords, BadIdsFreedSlotsAndRefusedArguments) {
     }
 }
 
-// Would catch trace lines with wrong words or values, lines written when the frame refused, and
-// out-values read through null pointers (PutRecords prints what its pointers hold after the call).
-TEST(FrameWords, TraceLinesAfterTheMethod) {
-    const std::pair<Call, const char*> kRows[] = {
-        {CALL(l.CreateListRecord(id) - 1), "CreateListRecord id:1 listId:1"},
-        {CALL(l.AddRecordToList(id, 1, "pk", nullptr, data, 4)), "AddRecordToList id:1 listId:1 lenBuffer:4 result:0"},
-        {CALL(l.AddRecordToList(id, 9, "pk", nullptr, data, 3) + 1), "AddRecordToList id:1 listId:9 lenBuffer:3 result:-1"},
-        {CALL(l.GetListRecordInfo(id, 1, &count, nullptr)), "GetListRecordInfo id:1 listId:1"},
-        {CALL(l.ClearListRecord(id, 1)), "ClearListRecord id:1 listId:1"},
-        {CALL(l.FreeListRecord(id, 0)), "FreeListRecord id:1 listId:0"},
-        {CALL(l.PutRecords(id, 5, "s", nullptr, nullptr, nullptr, nullptr, nullptr) + 1), "PutRecords id:1 listId:5 put:-1 failed:-1 bytes:-1 output:-1"},
-        {CALL(l.PutRecords(id, 5, "s", &number, &number, &number, &number, "t") + 1), "PutRecords id:1 listId:5 put:0 failed:0 bytes:0 output:0"},
-        {CALL(l.StopShardIterator(id, "s", "sh") - RXK_NO_ITERATOR), "StopShardIterator id:1"},
-        {CALL((number = 16, l.GetData(id, 99, nullptr, nullptr, text, &number, ';') + 1)), "GetData id:1  lenBuffer:0"},
-        {CALL(l.SetParam(id, "retry", "2") + l.Dummy(id, "no scenario")), nullptr},
-    };
-    auto lib = withFreedClient();
-    lib->CreateListRecord(1);
-    for (const auto& [call, line] : kRows) {
-        SCOPED_TRACE(line ? line : "SetParam and Dummy have no trace line");
-        LogCapture::reset();
-        EXPECT_EQ(call(*lib, 1), 0);
-        std::vector<LogLine> frameLines;
-        for (const LogLine& l : LogCapture::traceLines())
-            if (l.text.rfind("rxKinesis::", 0) == 0) frameLines.push_back(l);
-        ASSERT_EQ(frameLines.size(), line ? 1u : 0u);
-        if (line) { EXPECT_EQ(frameLines[0].text, std::string("rxKinesis::") + line); }
-        if (line) { EXPECT_EQ(frameLines[0].length, static_cast<int32_t>(frameLines[0].text.size())); }
-    }
-}
-
 // Would catch GetErrorStr overrunning a short buffer with its own refusal words, writing into a
 // buffer of length 0, calling into a freed client, or tracing without the lengths.
 TEST(FrameWords, GetErrorStrRefusalsAndTrace) {

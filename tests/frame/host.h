@@ -28,13 +28,8 @@ constexpr std::size_t kTextBytes = RXK_ERROR_TEXT_BYTES + 88;
 inline std::unique_ptr<Library> freshLibrary() {
     char name[] = "/tmp/rxk-host-XXXXXX";
     const int fd = ::mkstemp(name);
-    if (fd < 0) throw std::runtime_error("mkstemp failed");
-    ::close(fd);
-    {
-        std::ifstream in(libraryPathFromEnvironment(), std::ios::binary);
-        std::ofstream out(name, std::ios::binary | std::ios::trunc);
-        out << in.rdbuf();
-    }
+    if (fd < 0 || ::close(fd) != 0) throw std::runtime_error("mkstemp failed");
+    std::ofstream(name, std::ios::binary) << std::ifstream(libraryPathFromEnvironment(), std::ios::binary).rdbuf();
     auto library = std::make_unique<Library>(name, Library::Unload::Never);
     ::unlink(name);
     return library;
@@ -70,20 +65,12 @@ inline std::string fmt(const char* format, ...) {
     return text;
 }
 
-inline std::string globalError(Library& lib = host()) {
-    std::vector<char> text(kTextBytes, '\0');
-    return lib.GetGlobalErrorStr(text.data(), static_cast<int32_t>(text.size()));
-}
-
-inline std::string clientError(int32_t id, Library& lib = host()) {
-    std::vector<char> text(kTextBytes, '\0');
-    return lib.GetErrorStr(id, text.data(), static_cast<int32_t>(text.size()));
-}
-
-// GetParam's text, or "<refused>".
+// The global and a client's error text, and GetParam's text (or "<refused>").
+inline std::string globalError(Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetGlobalErrorStr(t, sizeof t); }
+inline std::string clientError(int32_t id, Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetErrorStr(id, t, sizeof t); }
 inline std::string param(int32_t id, const char* key, Library& lib = host()) {
-    std::vector<char> text(kTextBytes, '\0');
-    return lib.GetParam(id, key, text.data()) == 0 ? text.data() : "<refused>";
+    char t[kTextBytes] = {};
+    return lib.GetParam(id, key, t) == 0 ? t : "<refused>";
 }
 
 // A buffer of `size` bytes between two guard areas, all filled with kFill at the start.
@@ -96,11 +83,8 @@ public:
     char* data() { return bytes_.data() + kGuard; }
     char at(std::size_t index) const { return bytes_[kGuard + index]; }
     std::string text() const { return std::string(bytes_.data() + kGuard, strnlen(bytes_.data() + kGuard, size_)); }
-    bool guardsIntact() const {
-        return std::all_of(bytes_.begin(), bytes_.begin() + kGuard, [](char c) { return c == kFill; }) &&
-               std::all_of(bytes_.end() - kGuard, bytes_.end(), [](char c) { return c == kFill; });
-    }
-    bool untouched() const { return std::all_of(bytes_.begin(), bytes_.end(), [](char c) { return c == kFill; }); }
+    bool guardsIntact() const { return filled(0, kGuard) && filled(kGuard + size_, bytes_.size()); }
+    bool untouched() const { return filled(0, bytes_.size()); }
     // Bytes of the area still holding the filling, counted from its end.
     std::size_t untouchedTail() const {
         std::size_t count = 0;
@@ -109,6 +93,9 @@ public:
     }
 
 private:
+    bool filled(std::size_t from, std::size_t to) const {
+        return std::all_of(bytes_.begin() + from, bytes_.begin() + to, [](char c) { return c == kFill; });
+    }
     std::size_t size_;
     std::vector<char> bytes_;
 };

@@ -1,0 +1,174 @@
+// The catalogue against kinesalite: GetData's copy into the host's buffer at every boundary of the
+// declared size, the listings of streams, shards (one, three and 250, so several pages) and shard
+// details with their delimiters, the failures that end in "no result", and stream creation.
+#include "host.h"
+#include "kinesalite.h"
+
+#include <rapidjson/document.h>
+
+namespace rxk::test {
+namespace {
+
+struct Listing { int32_t result, lenBuffer; std::string text; Guarded buffer; };
+
+// GetData (type 0 to 2) or, for type -10 - t, the list export of type t, into `declared` bytes.
+Listing list(Library& lib, int32_t id, int32_t type, const char* stream, const char* shard, int32_t declared, char delimiter = ';') {
+    Listing l{0, declared, "", Guarded(static_cast<std::size_t>(std::max(declared, 1)))};
+    char* const b = l.buffer.data();
+    l.result = type == -10 ? lib.GetListStreams(id, b, &l.lenBuffer) : type == -11 ? lib.GetListShards(id, stream, b, &l.lenBuffer)
+               : type == -12 ? lib.GetShardDetails(id, stream, shard, b, &l.lenBuffer)
+                             : lib.GetData(id, type, stream, shard, b, &l.lenBuffer, delimiter);
+    l.text = l.buffer.text();
+    return l;
+}
+
+std::string joined(const std::vector<std::string>& fields, char delimiter = ';') {
+    std::string text;
+    for (std::size_t i = 0; i < fields.size(); ++i) text += (i ? std::string(1, delimiter) : "") + fields[i];
+    return text;
+}
+
+// Would catch a result of 0 for a text that only just fits (the host can't tell it from a cut),
+// a cut reported where the text fitted with room to spare, a NUL written past the declared size
+// or a wrong count, a one-byte buffer given a text byte, a write into a buffer declared empty or
+// negative (the service is asked, then "buffer NULL"), and a cached answer (every call asks again
+// and copies from the first byte).
+TEST(Catalogue, DeclaredSizesAroundTheTextLength) {
+    Kinesalite& emulator = sharedKinesalite();
+    const std::string stream = emulator.createUniqueStream("sizes", 3);
+    const std::string text = joined(emulator.shardIds(stream));
+    const int32_t length = static_cast<int32_t>(text.size()), id = clientAt(emulator.endpoint());
+    struct Case { int32_t declared, result; std::size_t textBytes; };
+    const Case kRows[] = {{length + 2, 0, text.size()}, {length + 1, 1, text.size()}, {length, 1, text.size() - 1}, {6, 1, 5},
+                          {2, 1, 1}, {1, 1, 0}, {0, -1, 0}, {-1, -1, 0}, {-100, -1, 0}};
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.declared);
+        LogCapture::reset();
+        const Listing l = list(host(), id, RXK_LIST_SHARDS, stream.c_str(), nullptr, c.declared);
+        EXPECT_EQ(l.result, c.result);
+        EXPECT_TRUE(l.buffer.guardsIntact());
+        if (c.result == -1) {
+            EXPECT_TRUE(l.buffer.untouched());
+            EXPECT_EQ(l.lenBuffer, c.declared);
+            EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{fmt("id:%d KinesisEnv::getData buffer NULL", id)});
+            EXPECT_EQ(clientError(id), fmt("id:%d KinesisEnv::getData buffer NULL", id));
+            continue;
+        }
+        EXPECT_EQ(l.text, text.substr(0, c.textBytes));
+        EXPECT_EQ(l.buffer.at(c.textBytes), '\0');
+        EXPECT_EQ(l.lenBuffer, std::min(c.declared, length + 1));
+        EXPECT_TRUE(LogCapture::traceContains(fmt("rxKinesis::GetData id:%d  lenBuffer:%d", id, l.lenBuffer)));
+    }
+}
+
+std::vector<std::string> emulatorStreams(const Kinesalite& emulator) {
+    rapidjson::Document answer;
+    answer.Parse(emulator.call("ListStreams", "{}").body.c_str());
+    std::vector<std::string> names;
+    for (const auto& name : answer["StreamNames"].GetArray()) names.emplace_back(name.GetString());
+    return names;
+}
+
+// The five detail fields of shard 1 as the emulator describes it.
+std::vector<std::string> emulatorShard(const Kinesalite& emulator, const std::string& stream) {
+    rapidjson::Document answer;
+    answer.Parse(emulator.call("DescribeStream", R"({"StreamName":")" + stream + "\"}").body.c_str());
+    const auto& shard = answer["StreamDescription"]["Shards"][1];
+    const auto& sequences = shard["SequenceNumberRange"];
+    return {shard["ShardId"].GetString(), shard["HashKeyRange"]["StartingHashKey"].GetString(),
+            shard["HashKeyRange"]["EndingHashKey"].GetString(), sequences["StartingSequenceNumber"].GetString(),
+            sequences.HasMember("EndingSequenceNumber") ? sequences["EndingSequenceNumber"].GetString() : ""};
+}
+
+// Would catch names or shard ids dropped, reordered or delimited before the first or after the
+// last, paging that stops after the first DescribeStream page (the emulator pages at 100 shards)
+// or repeats one, detail fields in the wrong order or an open shard's empty last field left out,
+// an unknown shard id or type reported as more than "no result" (or a type that queries), a
+// missing name sent to the service, a stream name "" taken for a missing one, a per-call delimiter
+// that leaks into the global one, more than the first byte of the global one used, a delimiter
+// set before the first start that survives it, and a NUL delimiter counted wrong.
+TEST(Catalogue, ListingsAndTheirFailures) {
+    Kinesalite& emulator = sharedKinesalite();
+    const std::string one = emulator.createUniqueStream("one", 1), three = emulator.createUniqueStream("three", 3),
+                      many = emulator.createUniqueStream("many", 250);
+    const std::string noResult = "id:%d KinesisEnv::getData no result";
+    struct Case { const char* name; const char* global; int32_t type; const char* stream; const char* shard; char delimiter;
+                  int32_t result; std::string text; std::vector<std::string> log; const char* error; };
+    const Case kRows[] = {
+        {"a delimiter set before the first start gives way to \";\"", nullptr, -11, three.c_str(), nullptr, ';', 0,
+         joined(emulator.shardIds(three)), {}, ""},
+        {"stream names in the service's order", nullptr, -10, nullptr, nullptr, ';', 0, "", {}, ""},
+        {"one shard", nullptr, -11, one.c_str(), nullptr, ';', 0, joined(emulator.shardIds(one)), {}, ""},
+        {"250 shards, three pages", nullptr, -11, many.c_str(), nullptr, ';', 0, joined(emulator.shardIds(many)), {}, ""},
+        {"an open shard's details end in the delimiter", nullptr, -12, three.c_str(), "shardId-000000000001", ';', 0,
+         joined(emulatorShard(emulator, three)), {}, ""},
+        {"a delimiter for one call", nullptr, RXK_LIST_SHARDS, three.c_str(), nullptr, '|', 0, joined(emulator.shardIds(three), '|'), {}, ""},
+        {"the first byte of the global delimiter", "#|!", -11, three.c_str(), nullptr, ';', 0, joined(emulator.shardIds(three), '#'), {}, ""},
+        {"GetData keeps to its own delimiter", "#", RXK_LIST_SHARDS, three.c_str(), nullptr, ',', 0, joined(emulator.shardIds(three), ','), {}, ""},
+        {"an empty global delimiter separates with NUL", "", -11, three.c_str(), nullptr, ';', 0, joined(emulator.shardIds(three), '\0'), {}, ""},
+        {"a shard id no shard has", ";", -12, three.c_str(), "shardId-000000000007", ';', -1, "", {noResult}, ""},
+        {"type 3 asks nothing", nullptr, 3, three.c_str(), "shardId-000000000000", ';', -1, "", {noResult}, ""},
+        {"type -1 asks nothing", nullptr, -1, three.c_str(), nullptr, ';', -1, "", {noResult}, ""},
+        {"shards without a stream name", nullptr, RXK_LIST_SHARDS, nullptr, "ignored", ';', -1, "",
+         {"id:%d KinesisEnv::getData missing stream name", noResult}, "id:%d KinesisEnv::getData missing stream name"},
+        {"details without a shard id", nullptr, RXK_SHARD_DETAILS, three.c_str(), nullptr, ';', -1, "",
+         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, "id:%d KinesisEnv::getData missing stream name or shard id"},
+        {"details without a stream name", nullptr, RXK_SHARD_DETAILS, nullptr, "shardId-000000000000", ';', -1, "",
+         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, "id:%d KinesisEnv::getData missing stream name or shard id"},
+        {"a stream name \"\" is asked for and refused as a failed page", nullptr, -11, "", nullptr, ';', -1, "",
+         {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "*", noResult}, "id:%d KinesisEnv::getListShardOrShardDetails ERROR:*"},
+    };
+    auto lib = freshLibrary();
+    lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+    ASSERT_EQ(lib->SetGlobalParam("delimiter", "|") + lib->InititializeInterface(), 0);
+    const int32_t id = clientAt(emulator.endpoint(), *lib);
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        if (c.global) { ASSERT_EQ(lib->SetGlobalParam("delimiter", c.global), 0); }
+        LogCapture::reset();
+        const Listing l = list(*lib, id, c.type, c.stream, c.shard, 1 << 16, c.delimiter);
+        EXPECT_EQ(l.result, c.result);
+        const std::string full = c.type == -10 ? joined(emulatorStreams(emulator)) : c.text;
+        EXPECT_EQ(l.text, full.substr(0, full.find('\0')));
+        EXPECT_EQ(l.lenBuffer, c.result ? 0 : static_cast<int32_t>(full.size() + 1));
+        for (std::size_t i = l.text.size(); i <= full.size(); ++i) EXPECT_EQ(l.buffer.at(i), '\0') << i;
+        const auto log = LogCapture::logTexts();
+        ASSERT_EQ(log.size(), c.log.size());
+        for (std::size_t i = 0; i < log.size(); ++i) EXPECT_TRUE(c.log[i] == std::string("*") ? !log[i].empty() : log[i] == fmt(c.log[i].c_str(), id)) << log[i];
+        const std::string error = fmt(c.error, id);
+        EXPECT_EQ(clientError(id, *lib), error.back() == '*' ? fmt(c.log[0].c_str(), id) + log[1] : error);
+    }
+}
+
+// Would catch a created stream that doesn't show, a shard count not sent as given, a refusal
+// without the service's words or with them sent in two sink calls (here one call, under the
+// client's lock), and a success that clears an earlier failure's text.
+TEST(Catalogue, CreateStream) {
+    Kinesalite& emulator = sharedKinesalite();
+    const std::string stream = uniqueStreamName("created");
+    const int32_t id = clientAt(emulator.endpoint());
+    struct Case { const char* stream; int32_t shards, result; };
+    const Case kRows[] = {{stream.c_str(), 2, 0}, {stream.c_str(), 1, -1}, {"zero-shards", 0, -1}, {"after-failure", 1, 0}};
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.stream + std::to_string(c.shards));
+        const std::string before = clientError(id);
+        LogCapture::reset();
+        EXPECT_EQ(host().CreateStream(id, c.stream, c.shards), c.result);
+        const std::string prefix = fmt("id:%d KinesisEnv::createStream [%s] with %d shard", id, c.stream, c.shards);
+        if (c.result == 0) {
+            EXPECT_TRUE(LogCapture::traceContains(prefix));
+            EXPECT_EQ(clientError(id), before);
+            EXPECT_EQ(list(host(), id, -11, c.stream, nullptr, 200).text, joined(emulator.shardIds(c.stream)));
+            continue;
+        }
+        const std::string error = clientError(id);
+        EXPECT_EQ(error.rfind(prefix + " error : ", 0), 0u) << error;
+        EXPECT_GT(error.size(), prefix.size() + 9);
+        ASSERT_EQ(LogCapture::logLines().size(), 1u);
+        EXPECT_EQ(LogCapture::logLines()[0].text + "|" + std::to_string(LogCapture::logLines()[0].length), error + "|" + std::to_string(error.size()));
+    }
+    EXPECT_NE(list(host(), id, -10, nullptr, nullptr, 1 << 16).text.find(stream), std::string::npos);
+}
+
+}  // namespace
+}  // namespace rxk::test
