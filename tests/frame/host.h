@@ -37,13 +37,9 @@ inline std::unique_ptr<Library> freshLibrary() {
 
 // The library loaded once per test binary, started, its sinks captured.
 inline Library& host() {
-    static Library& library = []() -> Library& {
-        Library& loaded = sharedLibrary();
-        loaded.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        loaded.InititializeInterface();
-        return loaded;
-    }();
-    return library;
+    static const int started = (sharedLibrary().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink),
+                                sharedLibrary().InititializeInterface());
+    return (void)started, sharedLibrary();
 }
 
 // A client of `lib` whose requests go to `endpoint` (read from the environment at creation).
@@ -60,9 +56,7 @@ inline std::string fmt(const char* format, ...) {
     char text[kTextBytes];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    return text;
+    return std::vsnprintf(text, sizeof text, format, arguments), va_end(arguments), text;
 }
 
 // The global and a client's error text, and GetParam's text (or "<refused>").
@@ -72,6 +66,14 @@ inline std::string param(int32_t id, const char* key, Library& lib = host()) {
     char t[kTextBytes] = {};
     return lib.GetParam(id, key, t) == 0 ? t : "<refused>";
 }
+
+// The log sink's lines as "text|length" each, and a line as it should read there.
+inline std::string logWithLengths() {
+    std::string log;
+    for (const LogLine& line : LogCapture::logLines()) log += line.text + "|" + std::to_string(line.length) + "\n";
+    return log;
+}
+inline std::string withLength(const std::string& line) { return line + "|" + std::to_string(line.size()) + "\n"; }
 
 // A buffer of `size` bytes between two guard areas, all filled with kFill at the start.
 class Guarded {
@@ -86,11 +88,7 @@ public:
     bool guardsIntact() const { return filled(0, kGuard) && filled(kGuard + size_, bytes_.size()); }
     bool untouched() const { return filled(0, bytes_.size()); }
     // Bytes of the area still holding the filling, counted from its end.
-    std::size_t untouchedTail() const {
-        std::size_t count = 0;
-        while (count < size_ && at(size_ - 1 - count) == kFill) ++count;
-        return count;
-    }
+    std::size_t untouchedTail() const { return std::find_if(bytes_.rbegin() + kGuard, bytes_.rend() - kGuard, [](char c) { return c != kFill; }) - (bytes_.rbegin() + kGuard); }
 
 private:
     bool filled(std::size_t from, std::size_t to) const {

@@ -20,15 +20,16 @@ TEST(Parameters, SetThenGet) {
     const char* const kFresh = kNeverFed.c_str();
     struct Case { const char* setKey; const char* value; const char* getKey; const char* got; const char* error = ""; };
     const Case kRows[] = {
-        {nullptr, nullptr, "retry", "-1"}, {nullptr, nullptr, "retryattemptshow", "0"}, {nullptr, nullptr, "maxputrow", "500"},
-        {nullptr, nullptr, "maxputlen", "5000000"}, {nullptr, nullptr, "retryattemptPutRecords", kFresh},
-        {nullptr, nullptr, "RETRYATTEMPTFAILRECORDS", kFresh}, {"maxputlen", "42", nullptr, "42"},
-        {"maxputlen", "  17", nullptr, "17"}, {"maxputlen", "\t-8", nullptr, "-8"}, {"maxputlen", "+9", nullptr, "9"},
-        {"maxputlen", "12abc", nullptr, "12"}, {"maxputlen", "abc", nullptr, "0"}, {"maxputlen", "", nullptr, "0"},
-        {"maxputlen", "- 5", nullptr, "0"}, {"maxputlen", "0x1F", nullptr, "0"}, {"maxputlen", "007", nullptr, "7"},
-        {"maxputlen", "2147483647", nullptr, "2147483647"}, {"maxputlen", "-2147483648", nullptr, "-2147483648"},
-        {"maxputlen", "99999999999", nullptr, "2147483647"}, {"maxputlen", "-99999999999", nullptr, "-2147483648"},
-        {"RETRY", "5", "retry", "5"}, {"RetryAttemptShow", "2", "RETRYATTEMPTSHOW", "2"}, {"MAXPUTROW", "0", "maxputrow", "0"},
+        {nullptr, nullptr, "retry", "-1"}, {nullptr, nullptr, "retryattemptshow", "0"},
+        {nullptr, nullptr, "maxputrow", "500"}, {nullptr, nullptr, "maxputlen", "5000000"},
+        {nullptr, nullptr, "retryattemptPutRecords", kFresh}, {nullptr, nullptr, "RETRYATTEMPTFAILRECORDS", kFresh},
+        {"maxputlen", "42", nullptr, "42"}, {"maxputlen", "  17", nullptr, "17"}, {"maxputlen", "\t-8", nullptr, "-8"},
+        {"maxputlen", "+9", nullptr, "9"}, {"maxputlen", "12abc", nullptr, "12"}, {"maxputlen", "abc", nullptr, "0"},
+        {"maxputlen", "", nullptr, "0"}, {"maxputlen", "- 5", nullptr, "0"}, {"maxputlen", "0x1F", nullptr, "0"},
+        {"maxputlen", "007", nullptr, "7"}, {"maxputlen", "2147483647", nullptr, "2147483647"},
+        {"maxputlen", "-2147483648", nullptr, "-2147483648"}, {"maxputlen", "99999999999", nullptr, "2147483647"},
+        {"maxputlen", "-99999999999", nullptr, "-2147483648"}, {"RETRY", "5", "retry", "5"},
+        {"RetryAttemptShow", "2", "RETRYATTEMPTSHOW", "2"}, {"MAXPUTROW", "0", "maxputrow", "0"},
         {"maxPutLen", "1000", "MaxPutLen", "1000"}, {"retry", "none", nullptr, "0"}, {"retry", "-1", nullptr, "-1"},
         {"exceptiontranslator", nullptr, "retry", "-1"}, {"ExceptionTranslator", "x", "maxputrow", "500"},
         {"retry", nullptr, nullptr, "-1", "rxKinesis::setParam bad param value NULL [retry]"},
@@ -77,12 +78,8 @@ TEST(Parameters, GlobalNames) {
         SCOPED_TRACE(c.name.substr(0, 20));
         LogCapture::reset();
         EXPECT_EQ(lib->SetGlobalParam(c.name.c_str(), c.value), c.result);
-        const auto lines = LogCapture::logLines();
-        ASSERT_EQ(lines.size(), c.result == 0 ? 0u : 1u);
-        if (c.result == 0) continue;
         const std::string words = ("rxKinesis::SetGlobalParam bad param name [" + c.name + "]").substr(0, 255);
-        EXPECT_EQ(lines[0].text, words);
-        EXPECT_EQ(lines[0].length, static_cast<int32_t>(words.size()));
+        EXPECT_EQ(logWithLengths(), c.result ? withLength(words) : "");
     }
     EXPECT_EQ(globalError(*lib), "kept");
 }
@@ -101,18 +98,12 @@ TEST(Parameters, TranslatorBelongsToTheCallingThread) {
     };
     const int32_t id = newClient(host());
     for (const Case& c : kRows) {
-        SCOPED_TRACE(c.name);
         bool translated = false;
         std::thread([&] {
             c.beforehand(host(), id);
-            try {
-                host().Dummy(id, "exception");
-            } catch (const SE_Exception& fault) {
-                translated = fault.code == 0xC0000005u;
-            } catch (...) {
-            }
+            try { host().Dummy(id, "exception"); } catch (const SE_Exception& fault) { translated = fault.code == 0xC0000005u; } catch (...) {}
         }).join();
-        EXPECT_EQ(translated, c.translated);
+        EXPECT_EQ(translated, c.translated) << c.name;
     }
 }
 
@@ -128,26 +119,30 @@ std::string letters(std::size_t length) {
 // by another rule (a 5,000-character key makes a last-error text of a full message buffer).
 TEST(TruncatingCopy, EveryBoundary) {
     enum Expect { Whole, Marked, Prefix, Nothing };
-    struct Case { int32_t size; std::size_t textBytes; Expect expect; bool clientText = false; };
+    enum Source { Global, Client, Refusal };  // the global text, a client's 1023 bytes, GetErrorStr's own refusal
+    struct Case { int32_t size; std::size_t textBytes; Expect expect; Source source = Global; };
     const Case kRows[] = {
         {1, 0, Whole}, {2, 1, Whole}, {9, 8, Whole}, {10, 9, Whole}, {11, 10, Whole}, {64, 63, Whole}, {256, 255, Whole},
         {10, 10, Marked}, {10, 11, Marked}, {11, 11, Marked}, {16, 17, Marked}, {256, 256, Marked}, {1024, 5024, Marked},
-        {1, 5000, Prefix}, {2, 5000, Prefix}, {5, 5000, Prefix}, {9, 5000, Prefix},
-        {0, 5, Nothing}, {-1, 0, Nothing}, {-10, 5, Nothing}, {INT32_MIN, 5000, Nothing},
-        {256, 1023, Marked, true}, {1023, 1023, Marked, true}, {1024, 1023, Whole, true}, {1025, 1023, Whole, true},
-        {5, 1023, Prefix, true},
+        {1, 5000, Prefix}, {2, 5000, Prefix}, {5, 5000, Prefix}, {9, 5000, Prefix}, {0, 5, Nothing}, {-1, 0, Nothing},
+        {-10, 5, Nothing}, {INT32_MIN, 5000, Nothing}, {256, 1023, Marked, Client}, {1023, 1023, Marked, Client},
+        {1024, 1023, Whole, Client}, {1025, 1023, Whole, Client}, {5, 1023, Prefix, Client}, {256, 38, Whole, Refusal},
+        {12, 38, Marked, Refusal}, {0, 38, Nothing, Refusal},
     };
     Library& lib = host();
     const int32_t id = newClient(lib);
     ASSERT_EQ(lib.SetParam(id, letters(5000).c_str(), "1"), -1);
     for (const Case& c : kRows) {
-        SCOPED_TRACE(std::to_string(c.size) + (c.clientText ? " client " : " global ") + std::to_string(c.textBytes));
-        std::string text = letters(c.textBytes);
-        if (c.clientText) text = ("rxKinesis::setParam bad param name [" + letters(5000)).substr(0, c.textBytes);
-        if (!c.clientText) lib.SetGlobalErrorStr(text.c_str());
+        SCOPED_TRACE(std::to_string(c.size) + " " + std::to_string(c.source) + " " + std::to_string(c.textBytes));
+        const std::string text = c.source == Global ? letters(c.textBytes) : c.source == Refusal ? "rxKinesis::GetErrorStr bad param id -3"
+                                 : ("rxKinesis::setParam bad param name [" + letters(5000)).substr(0, c.textBytes);
+        if (c.source == Global) lib.SetGlobalErrorStr(text.c_str());
         Guarded buffer(c.size > 0 ? static_cast<std::size_t>(c.size) : 16);
         char* const given = buffer.data();
-        EXPECT_EQ(c.clientText ? lib.GetErrorStr(id, given, c.size) : lib.GetGlobalErrorStr(given, c.size), given);
+        LogCapture::reset();
+        EXPECT_EQ(c.source == Global ? lib.GetGlobalErrorStr(given, c.size) : lib.GetErrorStr(c.source == Client ? id : -3, given, c.size), given);
+        EXPECT_EQ(LogCapture::traceTexts().size(), c.source == Client ? 1u : 0u);
+        if (c.source == Client) { EXPECT_TRUE(LogCapture::traceContains(fmt("GetErrorStr id:%d  lenBuffer:%d errSize:1023", id, c.size))); }
         const std::size_t size = static_cast<std::size_t>(c.size);
         if (c.expect == Whole) { EXPECT_EQ(buffer.text(), text); }
         if (c.expect == Marked) { EXPECT_EQ(buffer.text(), text.substr(0, size - 10) + " [...]"); }
