@@ -5,6 +5,7 @@
 #include "host.h"
 
 #include <map>
+#include <numeric>
 #include <set>
 
 namespace rxk::test {
@@ -15,37 +16,40 @@ const std::string kNeverFed = "0;9223372036854775807;0;0;";
 
 std::string failureMessage(int attempt) { return attempt ? fmt("failure of attempt %d", attempt) : "failure of every attempt"; }
 
+// The failing positions of a request by attempt, and the attempt whose rule names them.
+int ruleFor(const Failures& failures, int attempt) { return failures.count(attempt) ? attempt : 0; }
+std::vector<int> failingIn(const Failures& failures, int attempt) {
+    const auto rule = failures.find(ruleFor(failures, attempt));
+    return rule == failures.end() ? std::vector<int>{} : rule->second;
+}
+
 // The rules of a row: its own first, then one fail_records rule per attempt of `failures`.
 std::string script(const Failures& failures, const std::string& rules) {
     std::string all = rules;
     for (const auto& [attempt, positions] : failures) {
         std::string list;
         for (const int position : positions) list += (list.empty() ? "" : ",") + std::to_string(position);
-        all += std::string(all.empty() ? "" : ",") + R"({"operation":"PutRecords",)" +
-               (attempt ? fmt(R"("attempts":[%d],)", attempt) : "") + R"("answer":{"fail_records":{"positions":[)" + list +
-               R"(],"message":")" + failureMessage(attempt) + R"("}}})";
+        all += std::string(all.empty() ? "" : ",") + R"({"operation":"PutRecords",)" + (attempt ? fmt(R"("attempts":[%d],)", attempt) : "") +
+               R"("answer":{"fail_records":{"positions":[)" + list + R"(],"message":")" + failureMessage(attempt) + R"("}}})";
     }
     return R"({"rules":[)" + all + "]}";
 }
 
-struct ReadBack {
-    int32_t result;
-    std::string stream, shard, sequence, partitionKey, explicitHashKey, error;
-    unsigned char success = 7;
-    uint32_t length = 7;
-    bool guardsIntact, untouched;
-};
-
+// GetLastResultPutRecords at `index` of list 0, as "stream shard sequence success error" and
+// "partitionKey|explicitHashKey|dataLength"; "refused" when it returns -1 and writes nothing.
+struct ReadBack { std::string outcome, record, sequence; bool guardsIntact = true; };
 ReadBack readBack(int32_t id, int32_t index) {
     Guarded out[6] = {Guarded(RXK_NAME_BYTES), Guarded(RXK_NAME_BYTES), Guarded(RXK_NAME_BYTES), Guarded(RXK_NAME_BYTES),
                       Guarded(RXK_NAME_BYTES), Guarded(RXK_ERROR_TEXT_BYTES)};
-    ReadBack r{};
-    r.result = host().GetLastResultPutRecords(id, 0, index, out[0].data(), out[1].data(), out[2].data(), &r.success,
-                                              out[3].data(), out[4].data(), out[5].data(), &r.length);
-    r.stream = out[0].text(), r.shard = out[1].text(), r.sequence = out[2].text();
-    r.partitionKey = out[3].text(), r.explicitHashKey = out[4].text(), r.error = out[5].text();
-    r.guardsIntact = r.untouched = true;
-    for (const Guarded& g : out) r.guardsIntact &= g.guardsIntact(), r.untouched &= g.untouched();
+    unsigned char success = 7;
+    uint32_t length = 7;
+    const int32_t result = host().GetLastResultPutRecords(id, 0, index, out[0].data(), out[1].data(), out[2].data(), &success,
+                                                          out[3].data(), out[4].data(), out[5].data(), &length);
+    ReadBack r{"refused", "refused", out[2].text()};
+    for (const Guarded& g : out) r.guardsIntact = r.guardsIntact && (result == 0 ? g.guardsIntact() : g.untouched() && success == 7);
+    if (result != 0) return r;
+    r.outcome = out[0].text() + " " + out[1].text() + " " + (out[2].text().empty() ? "" : "seq") + " " + std::to_string(success) + " " + out[5].text();
+    r.record = out[3].text() + "|" + out[4].text() + "|" + std::to_string(length);
     return r;
 }
 
@@ -54,13 +58,11 @@ struct Case {
     int32_t retry;
     const char* show;
     Failures failures;
-    const char* rules;  // rules tried before those of `failures`
+    const char* rules;  // tried before those of `failures`
     int records;
     int32_t result, failed, output;
     int requests, answered;  // requests sent; of them, answered record by record (-1: all)
-    const char* putCounter;
-    const char* failCounter;
-    const char* error;      // the last-error text, "" if untouched (texts carry the client id as %d)
+    const char *putCounter, *failCounter, *error;  // error: the last-error text, "" if untouched; texts carry the id as %d
     std::vector<const char*> log;
     const char* stream = "orders";
     bool randomKeys = false, nullOutputs = false;
@@ -73,7 +75,9 @@ const char* const kWhole = R"({"operation":"PutRecords","attempts":[%d],"answer"
 // to the wrong position, a retry limit off by one (retry 0 means 1000 retries, not none), a
 // request failing as a whole that doesn't end the call or loses what earlier attempts settled, a
 // record that keeps a later answer's words instead of the first, counters fed at the wrong
-// moment, and an answer that doesn't account for every record taken as an acceptance.
+// moment, an answer that doesn't account for every record taken as an acceptance, record-side
+// read-back outputs taken from outside the records the list holds, and send trace lines with
+// the wrong counts.
 TEST(BatchPut, RetriesAndReadBack) {
     const std::string wholeAt1 = fmt(kWhole, 1), wholeAt2 = fmt(kWhole, 2), wholeAt4 = fmt(kWhole, 4);
     const Case kRows[] = {
@@ -139,110 +143,96 @@ TEST(BatchPut, RetriesAndReadBack) {
         const int32_t id = clientAt(endpoint.endpoint());
         ASSERT_EQ(host().SetParam(id, "retry", std::to_string(c.retry).c_str()) + host().SetParam(id, "retryattemptshow", c.show), 0);
         ASSERT_EQ(host().CreateListRecord(id), 0);
-        std::vector<SentRecord> appended;
+        std::vector<SentRecord> appended;  // binary data, even records with a hash key
         for (int i = 0; i < c.records; ++i) {
-            const std::string key = fmt("key%d", i), hash = i % 2 ? "" : std::to_string(i * 100), data = fmt("record-%d", i);
-            appended.push_back({c.randomKeys ? "" : key, c.randomKeys ? "" : hash, data});
-            ASSERT_EQ(host().AddRecordToList(id, 0, c.randomKeys ? nullptr : key.c_str(), c.randomKeys || hash.empty() ? nullptr : hash.c_str(),
-                                             data.data(), static_cast<int32_t>(data.size())), 0);
+            const std::string key = c.randomKeys ? "" : fmt("key%d", i), hash = c.randomKeys || i % 2 ? "" : std::to_string(i * 100);
+            appended.push_back({key, hash, fmt("record-%d", i) + std::string("\0\xff", 2)});
+            ASSERT_EQ(host().AddRecordToList(id, 0, key.empty() ? nullptr : key.c_str(), hash.empty() ? nullptr : hash.c_str(),
+                                             appended.back().data.data(), static_cast<int32_t>(appended.back().data.size())), 0);
         }
         LogCapture::reset();
         int32_t put = -7, failed = -7, bytes = -7, output = -7;
         const int32_t result = c.nullOutputs ? host().PutRecords(id, 0, c.stream, nullptr, nullptr, nullptr, nullptr, "t")
                                              : host().PutRecords(id, 0, c.stream, &put, &failed, &bytes, &output, "t");
+        const auto traces = LogCapture::traceTexts();
         EXPECT_EQ(result, c.result);
-        EXPECT_EQ(std::vector<int32_t>({put, failed, output}), c.nullOutputs ? std::vector<int32_t>(3, -7)
-                  : std::vector<int32_t>({c.requests ? c.records : 0, c.failed, c.output}));
-        EXPECT_EQ(param(id, "retryattemptPutRecords"), c.putCounter);
-        EXPECT_EQ(param(id, "retryattemptFailRecords"), c.failCounter);
-        EXPECT_EQ(clientError(id), fmt(c.error, id));
+        EXPECT_EQ(std::vector<int32_t>({put, failed, output}),
+                  c.nullOutputs ? std::vector<int32_t>(3, -7) : std::vector<int32_t>({c.requests ? c.records : 0, c.failed, c.output}));
+        EXPECT_EQ(param(id, "retryattemptPutRecords") + " " + param(id, "retryattemptFailRecords"), std::string(c.putCounter) + " " + c.failCounter);
         std::vector<std::string> log;
         for (const char* line : c.log) log.push_back(fmt(line, id));
         EXPECT_EQ(LogCapture::logTexts(), log);
+        EXPECT_EQ(clientError(id), fmt(c.error, id));
         ASSERT_EQ(endpoint.count("PutRecords"), c.requests);
         const auto requests = endpoint.requests("PutRecords");
 
         // Replays the requests against the script: each carries the records still failing, in
         // order; a record is settled by the first answer that takes it, else keeps its first failure.
-        std::vector<int> pending;
-        for (int i = 0; i < c.records; ++i) pending.push_back(i);
-        std::vector<int> settledInOrder;
+        std::vector<int> pending(static_cast<std::size_t>(c.records)), settled;
+        std::iota(pending.begin(), pending.end(), 0);
         std::map<int, std::string> firstError;
         int32_t sentBytes = 0;
         for (std::size_t k = 0; k < requests.size() && (c.answered < 0 || static_cast<int>(k) <= c.answered); ++k) {
-            EXPECT_NE(requests[k].body.find(fmt("\"StreamName\":\"%s\"", c.stream)), std::string::npos);
             const auto& records = requests[k].records;
+            EXPECT_NE(requests[k].body.find(fmt("\"StreamName\":\"%s\"", c.stream)), std::string::npos);
             ASSERT_EQ(records.size(), pending.size()) << "request " << k + 1;
+            const bool answered = c.answered < 0 || static_cast<int>(k) < c.answered;
+            const auto failing = failingIn(c.failures, static_cast<int>(k + 1));
             std::vector<int> stillFailing;
             for (std::size_t i = 0; i < records.size(); ++i) {
+                const SentRecord& sent = records[i];
                 const SentRecord& expected = appended[pending[i]];
-                EXPECT_EQ(records[i].data, expected.data) << "request " << k + 1 << " position " << i;
-                if (!c.randomKeys) { EXPECT_EQ(records[i].partitionKey + "|" + records[i].explicitHashKey,
-                                             expected.partitionKey + "|" + expected.explicitHashKey); }
-                if (k == 0) sentBytes += static_cast<int32_t>(records[i].data.size() + records[i].partitionKey.size());
-                if (c.answered >= 0 && static_cast<int>(k) >= c.answered) continue;
-                const auto failing = c.failures.count(static_cast<int>(k + 1)) ? c.failures.at(static_cast<int>(k + 1))
-                                     : c.failures.count(0)                   ? c.failures.at(0) : std::vector<int>{};
-                if (std::count(failing.begin(), failing.end(), static_cast<int>(i)) == 0) {
-                    settledInOrder.push_back(pending[i]);
-                    continue;
-                }
-                stillFailing.push_back(pending[i]);
-                firstError.emplace(pending[i], failureMessage(c.failures.count(static_cast<int>(k + 1)) ? static_cast<int>(k + 1) : 0));
+                EXPECT_EQ(sent.data, expected.data) << "request " << k + 1 << " position " << i;
+                if (!c.randomKeys) { EXPECT_EQ(sent.partitionKey + "|" + sent.explicitHashKey, expected.partitionKey + "|" + expected.explicitHashKey); }
+                if (c.randomKeys) { EXPECT_EQ(sent.partitionKey.substr(sent.partitionKey.size() - 20) + sent.explicitHashKey, std::string(20, '0') + sent.partitionKey); }
+                sentBytes += k == 0 ? static_cast<int32_t>(sent.data.size() + sent.partitionKey.size()) : 0;
+                const bool fails = std::count(failing.begin(), failing.end(), static_cast<int>(i)) != 0;
+                if (answered && !fails) settled.push_back(pending[i]);
+                if (answered && fails) stillFailing.push_back(pending[i]), firstError.emplace(pending[i], failureMessage(ruleFor(c.failures, static_cast<int>(k + 1))));
             }
-            if (c.answered < 0 || static_cast<int>(k) < c.answered) pending = stillFailing;
-        }
-        if (!c.nullOutputs && !requests.empty()) { EXPECT_EQ(bytes, sentBytes); }
-        if (c.answered != 0 && !requests.empty()) {
-            const int startFailed = static_cast<int>((c.failures.count(1) ? c.failures.at(1) : c.failures.count(0) ? c.failures.at(0) : std::vector<int>{}).size());
-            const std::string prefix = fmt("id:%d KinesisEnv::putRecords [%s] ", id, c.stream);
-            EXPECT_TRUE(LogCapture::traceContains(prefix + fmt("entry:%d failed:%d success:yes bytes:%d", c.records, startFailed, sentBytes)));
-            EXPECT_TRUE(LogCapture::traceContains(prefix + fmt("result:%d entry:%d Bytes:%d failed:%d", startFailed ? 3 : 0, c.records, sentBytes, startFailed)));
+            if (answered) pending = stillFailing;
         }
         if (c.randomKeys) {
             std::set<std::string> keys;
-            for (const SentRecord& r : requests.at(0).records) keys.insert(r.partitionKey + (r.partitionKey == r.explicitHashKey ? "" : "!"));
+            for (const SentRecord& r : requests.at(0).records) keys.insert(r.partitionKey);
             EXPECT_EQ(keys.size(), 20u);
-            for (const std::string& key : keys) EXPECT_EQ(key.substr(key.size() - 20), std::string(20, '0')) << key;
         }
-        if (c.answered != 0) {
-            const std::vector<SentRecord>& held = requests.empty() ? appended : requests.back().records;
-            std::string lastSequence;
-            for (const int i : settledInOrder) {
+        if (!c.nullOutputs && !requests.empty()) { EXPECT_EQ(bytes, sentBytes); }
+        if (c.answered != 0 && !requests.empty()) {
+            const int startFailed = static_cast<int>(failingIn(c.failures, 1).size());
+            const std::string prefix = fmt("id:%d KinesisEnv::putRecords [%s] ", id, c.stream);
+            EXPECT_EQ(std::count(traces.begin(), traces.end(), prefix + fmt("entry:%d failed:%d success:yes bytes:%d", c.records, startFailed, sentBytes)) +
+                      std::count(traces.begin(), traces.end(), prefix + fmt("result:%d entry:%d Bytes:%d failed:%d", startFailed ? 3 : 0, c.records, sentBytes, startFailed)), 2);
+            std::string lastSequence;  // the endpoint's sequence numbers grow: settled records read back in the order they were settled
+            for (const int i : settled) {
                 const ReadBack r = readBack(id, i);
-                EXPECT_EQ(r.result, 0);
-                EXPECT_EQ(r.stream + " " + r.shard + " " + std::to_string(r.success), std::string(c.stream) + " shardId-000000000000 1") << i;
+                EXPECT_EQ(r.outcome, std::string(c.stream) + " shardId-000000000000 seq 1 ") << i;
                 EXPECT_TRUE(r.sequence.size() > lastSequence.size() || r.sequence > lastSequence) << i << ": " << r.sequence;
                 lastSequence = r.sequence;
             }
-            for (const auto& [i, error] : firstError) {
-                const ReadBack r = readBack(id, i);
-                EXPECT_EQ(r.shard + r.sequence + std::to_string(r.success) + r.error, "0" + error) << i;
-            }
+            for (const auto& [i, error] : firstError) EXPECT_EQ(readBack(id, i).outcome, std::string(c.stream) + "   0 " + error) << i;
+            const std::vector<SentRecord>& held = requests.back().records;  // what the list holds after the send
             for (int i = 0; i < c.records && c.output > 0; ++i) {
+                const SentRecord none{"", "", ""}, &record = static_cast<std::size_t>(i) < held.size() ? held[i] : none;
                 const ReadBack r = readBack(id, i);
-                const SentRecord none{"", "", ""};
-                const SentRecord& record = static_cast<std::size_t>(i) < held.size() ? held[i] : none;
-                EXPECT_EQ(r.partitionKey + "|" + r.explicitHashKey + "|" + std::to_string(r.length),
-                          record.partitionKey + "|" + record.explicitHashKey + "|" + std::to_string(record.data.size())) << i;
+                EXPECT_EQ(r.record, record.partitionKey + "|" + record.explicitHashKey + "|" + std::to_string(record.data.size())) << i;
                 EXPECT_TRUE(r.guardsIntact);
             }
         }
         for (const int32_t index : {c.output, -1}) {
             const ReadBack r = readBack(id, index);
-            EXPECT_EQ(r.result, -1);
-            EXPECT_TRUE(r.untouched && r.success == 7 && r.length == 7);
-            EXPECT_EQ(clientError(id), fmt("id:%d KinesisEnv::getLastResult error listId:0 index:%d EntryListSize:%d", id, index,
-                                           c.output < 0 ? 0 : c.output));
+            EXPECT_EQ(r.outcome + (r.guardsIntact ? "" : " written"), "refused");
+            EXPECT_EQ(clientError(id), fmt("id:%d KinesisEnv::getLastResult error listId:0 index:%d EntryListSize:%d", id, index, c.output));
         }
         host().FreeListRecord(id, -1);
         host().FreeClient(id);
     }
 }
 
-// Would catch counter groups reset between batches or fed by a batch that never retried, and a
-// firstFailedError that follows a later batch without failures; and an empty list that sends
-// anything or forgets the outcome of the send before.
+// Would catch counter groups reset between batches or fed by a batch that never retried, a
+// firstFailedError that follows a later batch without failures, an empty list that sends anything
+// or forgets the outcome of the send before, and a failed record's long message copied past an
+// ample read-back buffer (RXK_ERROR_TEXT_BYTES).
 TEST(BatchPut, CountersAcrossBatchesAndAnEmptySend) {
     FaultEndpoint endpoint;
     const int32_t id = clientAt(endpoint.endpoint());
@@ -267,8 +257,15 @@ TEST(BatchPut, CountersAcrossBatchesAndAnEmptySend) {
     EXPECT_EQ(host().PutRecords(id, 0, "other", &put, &failed, &bytes, &output, "t"), 0);
     EXPECT_EQ(std::vector<int32_t>({put, failed, bytes, output, endpoint.count()}), std::vector<int32_t>(5, 0));
     EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{fmt("id:%d KinesisEnv::putRecords [other] no records", id)});
-    const ReadBack kept = readBack(id, 2);
-    EXPECT_EQ(kept.stream + " " + std::to_string(kept.success), "orders 1");
+    EXPECT_EQ(readBack(id, 2).outcome, "orders shardId-000000000000 seq 1 ");
+
+    const std::string message(5000, 'm');
+    endpoint.load(R"({"rules":[{"operation":"PutRecords","answer":{"fail_records":{"positions":[0],"message":")" + message + "\"}}}]})");
+    ASSERT_EQ(host().AddRecordToList(id, 0, "pk", nullptr, "data", 4), 0);
+    ASSERT_EQ(host().PutRecords(id, 0, "orders", nullptr, nullptr, nullptr, nullptr, nullptr), 3);
+    const ReadBack longMessage = readBack(id, 0);
+    EXPECT_EQ(longMessage.outcome, "orders   0 " + message.substr(0, RXK_ERROR_TEXT_BYTES - 1));
+    EXPECT_TRUE(longMessage.guardsIntact);
 }
 
 }  // namespace
