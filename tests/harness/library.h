@@ -24,9 +24,6 @@ namespace rxk::test {
     X(PollShardIterator) X(StopShardIterator) X(GetRecord) X(GetData) X(GetListStreams)            \
     X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy)
 
-// The export names above, in that order.
-const std::vector<std::string>& exportNames();
-
 class Library {
 public:
     enum class Unload { OnDestruction, Never };
@@ -40,7 +37,6 @@ public:
     Library& operator=(const Library&) = delete;
 
     const std::string& path() const { return path_; }
-    void* handle() const { return handle_; }
     // Any symbol of the library (nullptr if absent).
     void* symbol(const char* name) const;
 
@@ -65,9 +61,8 @@ std::string libraryPathFromEnvironment();
 
 // One line a sink received: the text (up to its NUL) and the length argument as given.
 struct LogLine {
-    std::string text;
+    std::string text;  // "" for a NULL text
     std::int32_t length = 0;
-    bool nullText = false;
 };
 
 // Log and trace sinks for InitLogEventCallBack that keep every line; thread-safe.
@@ -88,19 +83,6 @@ public:
     static void reset();
 };
 
-// Sets (or, with std::nullopt, unsets) an environment variable and restores it on destruction.
-class EnvVar {
-public:
-    EnvVar(std::string name, const std::optional<std::string>& value);
-    ~EnvVar();
-    EnvVar(const EnvVar&) = delete;
-    EnvVar& operator=(const EnvVar&) = delete;
-
-private:
-    std::string name_;
-    std::optional<std::string> previous_;
-};
-
 // Points clients created while it lives at `endpoint`, through the environment only:
 // AWS_ENDPOINT_URL_KINESIS and AWS_ENDPOINT_URL, no instance metadata, no config files.
 // With SdkRetries::Off the SDK makes one attempt per call (standard mode, AWS_MAX_ATTEMPTS=1),
@@ -109,16 +91,12 @@ class ServiceEnvironment {
 public:
     enum class SdkRetries { Default, Off };
     explicit ServiceEnvironment(const std::string& endpoint, SdkRetries retries = SdkRetries::Default);
+    ~ServiceEnvironment();  // restores every variable it changed
+    ServiceEnvironment(const ServiceEnvironment&) = delete;
+    ServiceEnvironment& operator=(const ServiceEnvironment&) = delete;
 
 private:
-    EnvVar endpointKinesis_;
-    EnvVar endpointAll_;
-    EnvVar ignoreConfigured_;
-    EnvVar metadataDisabled_;
-    EnvVar configFile_;
-    EnvVar credentialsFile_;
-    EnvVar retryMode_;
-    EnvVar maxAttempts_;
+    std::vector<std::pair<std::string, std::optional<std::string>>> previous_;
 };
 
 }  // namespace rxk::test
