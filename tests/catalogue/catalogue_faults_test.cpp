@@ -82,29 +82,35 @@ TEST(CatalogueFaults, PagesAndStreamLists) {
     }
 }
 
-// Would catch the formatted part lost when the service gives no message (its trailing blank
-// kept), a length that isn't the text's, a shard count changed before it is sent, and a failure
-// that needs a log sink to reach the last-error text.
-TEST(CatalogueFaults, CreationRefused) {
-    struct Case { const char* message; int32_t shards; bool sinks; };
-    const Case kRows[] = {{"", -3, true}, {"Stream s already exists.", 1, false}};
+// Would catch a created stream that doesn't show or whose shard count isn't sent as given, a
+// refusal without the service's words, with them in two sink calls (it is one, made under the
+// client's lock) or without its trailing blank when the service gives no message, a failure that
+// needs a log sink to reach the last-error text, and a success that clears an earlier failure.
+TEST(CatalogueFaults, CreateStream) {
+    const char* const kInUse = R"({"rules":[{"operation":"CreateStream","answer":{"error":"ResourceInUseException","message":"%s"}}]})";
+    struct Case { const char* script; const char* stream; int32_t shards; bool sinks; const char* words; };
+    const Case kRows[] = {{"", "s", -3, true, ""}, {"Stream s already exists.", "s", 1, false, "Stream s already exists."},
+                          {nullptr, "created", 2, true, nullptr}, {nullptr, "zero", 0, true, nullptr}};
     FaultEndpoint endpoint;
+    const int32_t id = clientAt(endpoint.endpoint());
     for (const Case& c : kRows) {
-        SCOPED_TRACE(c.message);
-        endpoint.load(R"({"rules":[{"operation":"CreateStream","answer":{"error":"ResourceInUseException","message":")" +
-                      std::string(c.message) + "\"}}]}");
+        SCOPED_TRACE(c.stream + std::to_string(c.shards));
+        endpoint.load(c.script ? fmt(kInUse, c.script) : "{}");
         endpoint.clear();
-        const int32_t id = clientAt(endpoint.endpoint());
+        const std::string before = clientError(id);
         host().InitLogEventCallBack(c.sinks ? LogCapture::logSink : nullptr, LogCapture::traceSink);
         LogCapture::reset();
-        EXPECT_EQ(host().CreateStream(id, "s", c.shards), -1);
+        EXPECT_EQ(host().CreateStream(id, c.stream, c.shards), c.words ? -1 : 0);
         host().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        const std::string text = fmt("id:%d KinesisEnv::createStream [s] with %d shard error : %s", id, c.shards, c.message);
-        EXPECT_EQ(clientError(id), text);
-        std::string log;
-        for (const LogLine& line : LogCapture::logLines()) log += line.text + "|" + std::to_string(line.length);
-        EXPECT_EQ(log, c.sinks ? text + "|" + std::to_string(text.size()) : "");
+        const std::string line = fmt("id:%d KinesisEnv::createStream [%s] with %d shard", id, c.stream, c.shards);
+        const std::string error = c.words ? line + " error : " + c.words : before;
+        EXPECT_EQ(clientError(id), error);
+        EXPECT_EQ(logWithLengths(), c.words && c.sinks ? withLength(error) : "");
+        EXPECT_EQ(LogCapture::traceTexts().at(0) == line, !c.words);  // the frame's own line follows in any case
         EXPECT_NE(endpoint.requests("CreateStream").at(0).body.find(fmt("\"ShardCount\":%d", c.shards)), std::string::npos);
+        char text[200] = {};
+        int32_t length = sizeof text;
+        if (!c.words && c.shards) { EXPECT_EQ(std::to_string(host().GetListShards(id, c.stream, text, &length)) + text, "0" + shardId(0) + ";" + shardId(1)); }
     }
 }
 
