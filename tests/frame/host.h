@@ -59,6 +59,13 @@ inline std::string fmt(const char* format, ...) {
     return std::vsnprintf(text, sizeof text, format, arguments), va_end(arguments), text;
 }
 
+// The lines of a table, their %d given the client id.
+inline std::vector<std::string> formatted(const std::vector<const char*>& lines, int32_t id) {
+    std::vector<std::string> texts;
+    for (const char* line : lines) texts.push_back(fmt(line, id));
+    return texts;
+}
+
 // The global and a client's error text, and GetParam's text (or "<refused>").
 inline std::string globalError(Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetGlobalErrorStr(t, sizeof t); }
 inline std::string clientError(int32_t id, Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetErrorStr(id, t, sizeof t); }
