@@ -24,14 +24,16 @@ namespace rxk::test {
 constexpr std::size_t kTextBytes = RXK_ERROR_TEXT_BYTES + 88;
 
 // A private copy of $RXK_LIBRARY: its module state is that of a library just loaded, whatever
-// earlier rows of the same process did. Never unloaded (the process may keep its fault handlers).
-inline std::unique_ptr<Library> freshLibrary() {
+// earlier rows of the same process did; `started`: with its sinks captured and started. Never
+// unloaded (the process may keep its fault handlers).
+inline std::unique_ptr<Library> freshLibrary(bool started = false) {
     char name[] = "/tmp/rxk-host-XXXXXX";
     const int fd = ::mkstemp(name);
     if (fd < 0 || ::close(fd) != 0) throw std::runtime_error("mkstemp failed");
     std::ofstream(name, std::ios::binary) << std::ifstream(libraryPathFromEnvironment(), std::ios::binary).rdbuf();
     auto library = std::make_unique<Library>(name, Library::Unload::Never);
     ::unlink(name);
+    if (started) library->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink), library->InititializeInterface();
     return library;
 }
 
@@ -59,20 +61,10 @@ inline std::string fmt(const char* format, ...) {
     return std::vsnprintf(text, sizeof text, format, arguments), va_end(arguments), text;
 }
 
-// The lines of a table, their %d given the client id.
-inline std::vector<std::string> formatted(const std::vector<const char*>& lines, int32_t id) {
-    std::vector<std::string> texts;
-    for (const char* line : lines) texts.push_back(fmt(line, id));
-    return texts;
-}
-
 // The global and a client's error text, and GetParam's text (or "<refused>").
 inline std::string globalError(Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetGlobalErrorStr(t, sizeof t); }
 inline std::string clientError(int32_t id, Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetErrorStr(id, t, sizeof t); }
-inline std::string param(int32_t id, const char* key, Library& lib = host()) {
-    char t[kTextBytes] = {};
-    return lib.GetParam(id, key, t) == 0 ? t : "<refused>";
-}
+inline std::string param(int32_t id, const char* key, Library& lib = host()) { char t[kTextBytes] = {}; return lib.GetParam(id, key, t) ? "<refused>" : t; }
 
 // The log sink's lines as "text|length" each, and a line as it should read there.
 inline std::string logWithLengths() {
@@ -98,9 +90,7 @@ public:
     std::size_t untouchedTail() const { return std::find_if(bytes_.rbegin() + kGuard, bytes_.rend() - kGuard, [](char c) { return c != kFill; }) - (bytes_.rbegin() + kGuard); }
 
 private:
-    bool filled(std::size_t from, std::size_t to) const {
-        return std::all_of(bytes_.begin() + from, bytes_.begin() + to, [](char c) { return c == kFill; });
-    }
+    bool filled(std::size_t from, std::size_t to) const { return std::all_of(&bytes_[from], &bytes_[0] + to, [](char c) { return c == kFill; }); }
     std::size_t size_;
     std::vector<char> bytes_;
 };

@@ -52,8 +52,7 @@ TEST(Lifecycle, ScriptsOnAFreshLibrary) {
         LogCapture::reset();
         std::istringstream script(c.script);
         for (std::string step; script >> step;) {
-            char name[16] = {};
-            int32_t id = 0, expected = 0;
+            char name[16] = {}; int32_t id = 0, expected = 0;
             if (std::sscanf(step.c_str(), "%15[a-z]:%d=%d", name, &id, &expected) != 3) std::sscanf(step.c_str(), "%15[a-z]=%d", name, &expected);
             EXPECT_EQ(run(*lib, name, id), expected) << step;
         }
@@ -73,9 +72,7 @@ TEST(Lifecycle, CreateClientArguments) {
     for (const Case& c : kRows) {
         const std::string init = fmt("<%s><%s><%s>", c.region ? c.region : "", c.key ? c.key : "", c.secret ? c.secret : "");
         SCOPED_TRACE(init);
-        auto lib = freshLibrary();
-        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        lib->InititializeInterface();
+        auto lib = freshLibrary(true);
         LogCapture::reset();
         EXPECT_EQ(lib->CreateClient(c.region, c.key, c.secret), c.id);
         std::vector<std::string> trace{"id:0 KinesisEnv::init " + init, "id:0 KinesisEnv::initProducer success"};

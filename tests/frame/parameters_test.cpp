@@ -10,14 +10,13 @@
 namespace rxk::test {
 namespace {
 
-const std::string kNeverFed = "0;9223372036854775807;0;0;";
+const char* const kFresh = "0;9223372036854775807;0;0;";  // the counters of a client that never retried
 
 // Would catch defaults other than the documented ones, a reader that isn't atoi (blanks, signs,
 // trailing text, no digits, overflow), a case-sensitive key, a key writing another field, an
 // unknown or read-only name that changes something or whose words go astray, and a GetParam
 // that writes into the buffer on failure or past the end of its text.
 TEST(Parameters, SetThenGet) {
-    const char* const kFresh = kNeverFed.c_str();
     struct Case { const char* setKey; const char* value; const char* getKey; const char* got; const char* error = ""; };
     const Case kRows[] = {
         {nullptr, nullptr, "retry", "-1"}, {nullptr, nullptr, "retryattemptshow", "0"},
@@ -54,7 +53,6 @@ TEST(Parameters, SetThenGet) {
                   "kept|0|" + (*c.error ? withLength(c.error) : std::string()));
         EXPECT_EQ(c.got ? buffer.text() + (buffer.guardsIntact() ? "" : " overrun") : std::to_string(buffer.untouched()), c.got ? c.got : "1");
         EXPECT_EQ(clientError(id), c.error);
-        host().FreeClient(id);
     }
 }
 
@@ -70,9 +68,7 @@ TEST(Parameters, GlobalNames) {
         {"delim", ",", -1}, {"Delimiters", ",", -1}, {"delimiter ", ",", -1}, {"stats", ",", -1},
         {"STATSPATHX", ",", -1}, {"", ",", -1}, {longText, ",", -1},
     };
-    auto lib = freshLibrary();
-    lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-    lib->InititializeInterface();
+    Library* const lib = &host();
     lib->SetGlobalErrorStr("kept");
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name.substr(0, 20));
@@ -81,7 +77,7 @@ TEST(Parameters, GlobalNames) {
         const std::string words = ("rxKinesis::SetGlobalParam bad param name [" + c.name + "]").substr(0, 255);
         EXPECT_EQ(logWithLengths(), c.result ? withLength(words) : "");
     }
-    EXPECT_EQ(globalError(*lib), "kept");
+    EXPECT_EQ(globalError(), "kept");
 }
 
 // Would catch a translator action that installs nothing, installs it for the wrong thread, or

@@ -155,7 +155,9 @@ TEST(BatchPut, RetriesAndReadBack) {
         EXPECT_EQ(std::vector<int32_t>({put, failed, output}),
                   c.nullOutputs ? std::vector<int32_t>(3, -7) : std::vector<int32_t>({c.requests ? c.records : 0, c.failed, c.output}));
         EXPECT_EQ(param(id, "retryattemptPutRecords") + " " + param(id, "retryattemptFailRecords"), std::string(c.putCounter) + " " + c.failCounter);
-        EXPECT_EQ(LogCapture::logTexts(), formatted(c.log, id));
+        std::vector<std::string> log;
+        for (const char* line : c.log) log.push_back(fmt(line, id));
+        EXPECT_EQ(LogCapture::logTexts(), log);
         EXPECT_EQ(clientError(id), fmt(c.error, id));
         ASSERT_EQ(endpoint.count("PutRecords"), c.requests);
         const auto requests = endpoint.requests("PutRecords");
