@@ -7,7 +7,6 @@
 namespace rxk::test {
 namespace {
 
-using Call = std::function<int32_t(Library&, int32_t)>;
 char text[kTextBytes], data[] = "data";
 int32_t number;  // and the other outputs the calls pass
 uint32_t count;
@@ -23,7 +22,7 @@ int32_t noRecords(int32_t, const char*, const char*, const char*, const char*, i
 // words that name the argument instead of the id. Rows without a freed-slot text pass a refused
 // argument: the id 1 of a live client then gets the bad-id words too, as does the freed id 0.
 TEST(FrameWords, BadIdsFreedSlotsAndRefusedArguments) {
-    struct Case { const char* badId; const char* freed; bool logOnly; Call call; };
+    struct Case { const char* badId; const char* freed; bool logOnly; std::function<int32_t(Library&, int32_t)> call; };
     const Case kRows[] = {
         {"SetParam", "SetParam id %d  is NULL", true, CALL(l.SetParam(id, "retry", "1"))},
         {"GetParam", "GetParam id %d  is NULL", true, CALL(l.GetParam(id, "retry", text))},
@@ -86,8 +85,7 @@ TEST(FrameWords, BadIdsFreedSlotsAndRefusedArguments) {
         for (const int32_t id : {-1, 2, INT32_MIN, INT32_MAX, 0, 1}) {
             if (id == 1 && c.freed) continue;
             const std::string words = "rxKinesis::" + (id == 0 && c.freed ? fmt(c.freed, id) : fmt("%s bad param id %d", c.badId, id));
-            lib->SetGlobalErrorStr("untouched");
-            LogCapture::reset();
+            lib->SetGlobalErrorStr("untouched"), LogCapture::reset();
             EXPECT_EQ(c.call(*lib, id), -1) << id;
             const bool inBuffer = std::string(c.badId) == "GetErrorStr" && c.freed;  // GetErrorStr's words are in the caller's buffer too
             EXPECT_EQ(globalError(*lib) + "\n" + logWithLengths() + std::to_string(LogCapture::traceTexts().size()) + (inBuffer ? text : ""),

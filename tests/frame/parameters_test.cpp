@@ -84,19 +84,18 @@ TEST(Parameters, GlobalNames) {
 // still acts when the frame refused the call: a processor fault inside the library (the probe's
 // access violation) reaches only a thread that installed it as an SE_Exception.
 TEST(Parameters, TranslatorBelongsToTheCallingThread) {
-    struct Case { const char* name; std::function<void(Library&, int32_t)> beforehand; bool translated; };
+    struct Case { const char* name; std::function<void(int32_t)> beforehand; bool translated; };
     const Case kRows[] = {
-        {"nothing installed", [](Library&, int32_t) {}, false},
-        {"refused by the frame", [](Library& l, int32_t) { l.SetParam(-5, "exceptiontranslator", "1"); }, false},
-        {"SetParam", [](Library& l, int32_t id) { l.SetParam(id, "ExceptionTranslator", nullptr); }, true},
-        {"InititializeInterface", [](Library& l, int32_t) { l.InititializeInterface(); }, true},
-        {"nothing installed on this thread, after others did", [](Library&, int32_t) {}, false},
+        {"nothing installed", [](int32_t) {}, false}, {"InititializeInterface", [](int32_t) { host().InititializeInterface(); }, true},
+        {"refused by the frame", [](int32_t) { host().SetParam(-5, "exceptiontranslator", "1"); }, false},
+        {"SetParam", [](int32_t id) { host().SetParam(id, "ExceptionTranslator", nullptr); }, true},
+        {"nothing installed on this thread, after others did", [](int32_t) {}, false},
     };
     const int32_t id = newClient(host());
     for (const Case& c : kRows) {
         bool translated = false;
         std::thread([&] {
-            c.beforehand(host(), id);
+            c.beforehand(id);
             try { host().Dummy(id, "exception"); } catch (const SE_Exception& fault) { translated = fault.code == 0xC0000005u; } catch (...) {}
         }).join();
         EXPECT_EQ(translated, c.translated) << c.name;
