@@ -7,17 +7,15 @@
 
 #include <rapidjson/document.h>
 
+#include <regex>
 #include <set>
 
 namespace rxk::test {
 namespace {
 
 constexpr char kHighestHashKey[] = "340282366920938463463374607431768211455";
+const std::regex kRandomKey("[1-9][0-9]{0,18}0{20}");  // a draw from 1 to 3402823669209384634, then twenty zeros
 
-bool isRandomKey(const std::string& key) {
-    return key.size() >= 21 && key.size() <= 39 && key[0] != '0' &&
-           key.find_first_not_of("0123456789") == std::string::npos && key.substr(key.size() - 20) == std::string(20, '0');
-}
 
 // Would catch a put that loses the record or reads back another request or outcome, a key not
 // kept for the next call (the highest hash key keeps sending records to the last shard whatever
@@ -25,8 +23,7 @@ bool isRandomKey(const std::string& key) {
 // refuses it), random keys outside their form, drawn once and reused or shared between clients,
 // and trace or failure lines with the wrong words.
 TEST(SinglePut, OneAfterAnotherThroughKinesalite) {
-    struct Case { int client; const char* pk; const char* hk; const char* data; const char* shard; const char* readPk;
-                  const char* readHk; };
+    struct Case { int client; const char *pk, *hk, *data, *shard, *readPk, *readHk; };
     const Case kRows[] = {
         {0, nullptr, kHighestHashKey, "first", nullptr, "", kHighestHashKey},
         {0, "pk-1", nullptr, "hello", "shardId-000000000001", "pk-1", kHighestHashKey},
@@ -58,7 +55,7 @@ TEST(SinglePut, OneAfterAnotherThroughKinesalite) {
         EXPECT_EQ(fmt("%s %d %u", out[0], success, dataLength), fmt("%s %d %d", stream.c_str(), c.shard ? 1 : 0, length));
         const bool random = *c.readPk == 'r';
         EXPECT_EQ(pk + "|" + hk, random ? pk + "|" + pk : std::string(c.readPk) + "|" + c.readHk);
-        if (random) { EXPECT_TRUE(isRandomKey(pk) && randomKeys.insert(pk).second) << "not random, or drawn before: " << pk; }
+        if (random) { EXPECT_TRUE(std::regex_match(pk, kRandomKey) && randomKeys.insert(pk).second) << "not random, or drawn before: " << pk; }
         const std::string prefix = fmt("id:%d KinesisEnv::putRecord [%s] ", id, stream.c_str());
         std::vector<std::string> trace{prefix + fmt("partitionKey:%s explicitHashKey:%s lenData:%d", c.pk ? "OK" : "NULL",
                                                     c.hk ? "OK" : "NULL", length)};
@@ -74,8 +71,7 @@ TEST(SinglePut, OneAfterAnotherThroughKinesalite) {
             const std::string key = c.pk ? fmt("PK:[%s]", c.pk) : fmt("HK:[%s]", c.hk ? c.hk : "(null)");
             trace.push_back(prefix + "success shardId:[" + shard + "] Sequence:[" + sequence + "] " + key);
         }
-        trace.push_back(fmt("rxKinesis::PutRecord id:%d  lenBuffer:%d", id, length));
-        trace.push_back(fmt("rxKinesis::GetLastResultPutRecord id:%d", id));
+        trace.insert(trace.end(), {fmt("rxKinesis::PutRecord id:%d  lenBuffer:%d", id, length), fmt("rxKinesis::GetLastResultPutRecord id:%d", id)});
         EXPECT_EQ(traces, trace);
         if (!c.shard) continue;
         char data[kTextBytes] = {};
@@ -91,12 +87,10 @@ TEST(SinglePut, OneAfterAnotherThroughKinesalite) {
 TEST(BatchPut, FullBatchRoundTripThroughKinesalite) {
     Kinesalite& emulator = sharedKinesalite();
     const std::string stream = emulator.createUniqueStream("batch");
-    const int32_t id = clientAt(emulator.endpoint());
-    const int32_t list = host().CreateListRecord(id);
+    const int32_t id = clientAt(emulator.endpoint()), list = host().CreateListRecord(id);
     std::vector<std::string> data;
     for (int i = 0; i < 500; ++i) {
-        data.push_back(fmt("record-%d-", i));
-        data.back().resize(100, static_cast<char>('a' + i % 26));
+        data.push_back((fmt("record-%d-", i) + std::string(100, static_cast<char>('a' + i % 26))).substr(0, 100));
         ASSERT_EQ(host().AddRecordToList(id, list, fmt("key-%d", i).c_str(), nullptr, data.back().data(), 100), 0);
     }
     int32_t put = 0, failed = -1, bytes = 0, output = 0;

@@ -11,8 +11,7 @@ namespace {
 enum class Op { Create, Free, Clear, Add, Count, Bytes, Info, InfoNone, InfoElsewhere, Param, Put, ReadBack, PutOne, LastPut, LastPutNull };
 // One call; `a` and `b` are the keys of Add (nullptr: not given), the key and value of Param, or
 // PutOne's stream and LastPut's expected one.
-struct Step { Op op; int32_t list; int32_t result; const char* a = "pk"; const char* b = nullptr; int32_t length = 10;
-              int times = 1; };
+struct Step { Op op; int32_t list; int32_t result; const char* a = "pk"; const char* b = nullptr; int32_t length = 10; int times = 1; };
 
 // Runs a step; outputs that a failed call must have zeroed turn a failure into -99.
 int32_t run(int32_t id, const Step& s) {
@@ -21,7 +20,7 @@ int32_t run(int32_t id, const Step& s) {
     uint32_t count = 7, bytes = 7;
     int32_t put = 7, failed = 7, sent = 7, output = 7, result = 0;
     unsigned char success = 7;
-    std::string stream(290, 'S');  // a stream name buffer holding a text longer than any name
+    std::string stream(290, 'S');  // a stream name buffer holding a text longer than any name, and a shard id
     char shard[8] = "shard-x";
     switch (s.op) {
         case Op::Create: return l.CreateListRecord(id);
@@ -57,8 +56,7 @@ int32_t run(int32_t id, const Step& s) {
 TEST(RecordLists, Scripts) {
     using O = Op;
     const std::string kNoResult = "id:%d KinesisEnv::getLastResult [" + std::string(128, 'S') + "]:[shard-x] error no result available";
-    struct Case { const char* name; std::vector<Step> steps; const char* error; std::vector<const char*> log;
-                  std::vector<const char*> traces; };
+    struct Case { const char* name; std::vector<Step> steps; const char* error; std::vector<const char*> log, traces; };
     const Case kRows[] = {
         {"the 500th record is taken, the 501st refused",
          {{O::Add, 0, 0, "pk", nullptr, 10, 500}, {O::Add, 0, -2}, {O::Count, 0, 500}, {O::Bytes, 0, 6000}},
@@ -143,8 +141,7 @@ TEST(RecordLists, Scripts) {
          "id:%d KinesisEnv::addRecordToList listId:0 lenData:10 sizeList:2 [PK]:[p] [HK]:[7]"}},
     };
     const auto matches = [](const std::string& text, const std::string& pattern) {  // a pattern ending in '*' is a prefix
-        return pattern.back() == '*' ? text.rfind(pattern.substr(0, pattern.size() - 1), 0) == 0 : text == pattern;
-    };
+        return pattern.back() == '*' ? text.rfind(pattern.substr(0, pattern.size() - 1), 0) == 0 : text == pattern; };
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
         const int32_t id = clientAt("http://127.0.0.1:9");
@@ -157,8 +154,7 @@ TEST(RecordLists, Scripts) {
         ASSERT_EQ(log.size(), c.log.size());
         for (std::size_t i = 0; i < log.size(); ++i) EXPECT_TRUE(matches(log[i], fmt(c.log[i], id))) << log[i];
         for (const char* line : c.traces) EXPECT_TRUE(LogCapture::traceContains(fmt(line, id))) << fmt(line, id);
-        host().FreeListRecord(id, -1);
-        host().FreeClient(id);
+        host().FreeListRecord(id, -1), host().FreeClient(id);
     }
 }
 
