@@ -21,7 +21,8 @@ std::string describePage(const std::string& shards, bool more) {
 // shards that loops or ends without "NO SHARDS", a service that keeps saying "more" without
 // moving on hanging the call, details written for a shard that doesn't match or a closed shard's
 // text ending in the delimiter, an account without streams listed as success, a failed
-// ListStreams without the service's message, and ListStreams paging or fields it doesn't use.
+// ListStreams without the service's message, ListStreams paging or fields it doesn't use, and a
+// type without listing or a missing name that reaches the service or ends in more than its words.
 TEST(CatalogueFaults, PagesAndStreamLists) {
     const std::string all250 = [] { std::string t; for (int i = 0; i < 250; ++i) t += (i ? ";" : "") + shardId(i); return t; }();
     const std::string closedPages = describePage(
@@ -31,27 +32,33 @@ TEST(CatalogueFaults, PagesAndStreamLists) {
     const std::string twoOfFour = R"({"operation":"DescribeStream","attempts":[1],"answer":{"describe_pages":{"stream":"s","shards":4,"shards_per_page":2}}})";
     const std::string stream250 = R"("streams":[{"name":"s","shards":250,"shards_per_page":100}])";
     const std::string noResult = "id:%d KinesisEnv::getData no result";
-    struct Case { const char* name; std::string script; const char* shard; int32_t result; std::string text;
-                  std::vector<std::string> log; std::vector<std::string> starts; };
+    struct Case { const char* name; std::string script; int32_t type; const char *stream, *shard; int32_t result; std::string text;
+                  std::vector<std::string> log; std::vector<std::string> starts; };  // starts: ExclusiveStartShardId by request, "-" ListStreams
     const Case kRows[] = {
-        {"250 shards in three pages", "{" + stream250 + "}", nullptr, 0, all250, {}, {"", shardId(99), shardId(199)}},
+        {"250 shards in three pages", "{" + stream250 + "}", 1, "s", nullptr, 0, all250, {}, {"", shardId(99), shardId(199)}},
         {"a page failing after good pages", "{" + stream250 + R"(,"rules":[{"operation":"DescribeStream","attempts":[3],)"
-         R"("answer":{"error":"LimitExceededException","message":"Rate exceeded for stream s."}}]})", nullptr, -1, "",
+         R"("answer":{"error":"LimitExceededException","message":"Rate exceeded for stream s."}}]})", 1, "s", nullptr, -1, "",
          {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "Rate exceeded for stream s.", noResult}, {"", shardId(99), shardId(199)}},
-        {"a first page saying more without shards", R"({"rules":[)" + describePage("", true) + "]}", "shardId-000000000000", -1, "",
+        {"a first page saying more without shards", R"({"rules":[)" + describePage("", true) + "]}", 2, "s", "shardId-000000000000", -1, "",
          {"id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", noResult}, {""}},
-        {"pages that don't move on end the listing", R"({"rules":[)" + twoOfFour + "," + describePage("", true) + "]}", nullptr, 0,
+        {"pages that don't move on end the listing", R"({"rules":[)" + twoOfFour + "," + describePage("", true) + "]}", 1, "s", nullptr, 0,
          shardId(0) + ";" + shardId(1), {}, {"", shardId(1)}},
-        {"a closed shard's details across pages", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", "shardId-000000000002", 0,
+        {"a closed shard's details across pages", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", 2, "s", "shardId-000000000002", 0,
          "shardId-000000000002;0;99;100;200", {}, {"", shardId(1)}},
-        {"an open shard's details end in the delimiter", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", "shardId-000000000003", 0,
+        {"an open shard's details end in the delimiter", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", 2, "s", "shardId-000000000003", 0,
          "shardId-000000000003;100;199;300;", {}, {"", shardId(1)}},
         {"an account without streams", R"({"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":[],"has_more":false}}}]})",
-         nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [list streams empty]", noResult}, {"-"}},
+         0, nullptr, nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [list streams empty]", noResult}, {"-"}},
         {"a failed stream list", R"({"rules":[{"operation":"ListStreams","answer":{"error":"ValidationException","message":"Bad request."}}]})",
-         nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [Bad request.]", noResult}, {"-"}},
+         0, nullptr, nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [Bad request.]", noResult}, {"-"}},
         {"only the first stream list answer counts", R"({"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":["a","b"],"has_more":true}}}]})",
-         nullptr, 0, "a;b", {}, {"-"}},
+         0, nullptr, nullptr, 0, "a;b", {}, {"-"}},
+        {"type 3 asks nothing", "{}", 3, "s", "shardId-000000000000", -1, "", {noResult}, {}},
+        {"type -1 asks nothing", "{}", -1, "s", nullptr, -1, "", {noResult}, {}},
+        {"shards without a stream name", "{}", 1, nullptr, "ignored", -1, "", {"id:%d KinesisEnv::getData missing stream name", noResult}, {}},
+        {"details without a shard id", "{}", 2, "s", nullptr, -1, "", {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, {}},
+        {"details without a stream name", "{}", 2, nullptr, "shardId-000000000000", -1, "",
+         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, {}},
     };
     FaultEndpoint endpoint;
     for (const Case& c : kRows) {
@@ -62,20 +69,18 @@ TEST(CatalogueFaults, PagesAndStreamLists) {
         LogCapture::reset();
         int32_t length = 1 << 16;
         std::vector<char> buffer(static_cast<std::size_t>(length), 'x');
-        const bool streams = c.starts[0] == "-";
-        EXPECT_EQ(streams ? host().GetListStreams(id, buffer.data(), &length) : c.shard ? host().GetShardDetails(id, "s", c.shard, buffer.data(), &length)
-                                                                                : host().GetListShards(id, "s", buffer.data(), &length), c.result);
+        EXPECT_EQ(host().GetData(id, c.type, c.stream, c.shard, buffer.data(), &length, ';'), c.result);
         EXPECT_EQ(std::string(buffer.data()) + "|" + std::to_string(length), c.text + "|" + std::to_string(c.result ? 0 : c.text.size() + 1));
         std::vector<std::string> log;
         for (const std::string& line : c.log) log.push_back(fmt(line.c_str(), id));
         EXPECT_EQ(LogCapture::logTexts(), log);
-        if (!log.empty()) { EXPECT_EQ(clientError(id), log[0] + (log.size() == 3 ? log[1] : "")); }
-        const auto requests = endpoint.requests(streams ? "ListStreams" : "DescribeStream");
+        EXPECT_EQ(clientError(id), log.size() < 2 ? "" : log[0] + (log.size() == 3 ? log[1] : ""));  // "no result" alone sets none
+        const auto requests = endpoint.requests();
         ASSERT_EQ(requests.size(), c.starts.size());
         for (std::size_t k = 0; k < requests.size(); ++k) {
             const std::string& body = requests[k].body;
             EXPECT_EQ(body.find("Limit") + body.find("ExclusiveStartStreamName"), 2 * std::string::npos) << body;
-            EXPECT_EQ(body.find("ExclusiveStartShardId") == std::string::npos, c.starts[k].empty() || streams) << body;
+            EXPECT_EQ(body.find("ExclusiveStartShardId") == std::string::npos, c.starts[k].empty() || c.type == 0) << body;
             EXPECT_NE(body.find(c.starts[k] == "-" ? "" : c.starts[k]), std::string::npos) << body;
         }
         host().FreeClient(id);

@@ -69,8 +69,8 @@ std::vector<std::string> emulatorStreams(const Kinesalite& emulator) {
 
 // Would catch names or shard ids dropped, reordered or delimited before the first or after the
 // last, paging that stops after the first DescribeStream page (the emulator pages at 100 shards)
-// or repeats one, an unknown shard id or type reported as more than "no result" (or a type that queries), a
-// missing name sent to the service, a stream name "" taken for a missing one, a per-call delimiter
+// or repeats one, an unknown shard id reported as more than "no result", a stream name "" taken
+// for a missing one, a per-call delimiter
 // that leaks into the global one, more than the first byte of the global one used, a delimiter
 // set before the first start that survives it, and a NUL delimiter counted wrong.
 TEST(Catalogue, ListingsAndTheirFailures) {
@@ -91,14 +91,6 @@ TEST(Catalogue, ListingsAndTheirFailures) {
         {"GetData keeps to its own delimiter", "#", RXK_LIST_SHARDS, three.c_str(), nullptr, ',', 0, joined(emulator.shardIds(three), ','), {}, ""},
         {"an empty global delimiter separates with NUL", "", -11, three.c_str(), nullptr, ';', 0, joined(emulator.shardIds(three), '\0'), {}, ""},
         {"a shard id no shard has", ";", -12, three.c_str(), "shardId-000000000007", ';', -1, "", {noResult}, ""},
-        {"type 3 asks nothing", nullptr, 3, three.c_str(), "shardId-000000000000", ';', -1, "", {noResult}, ""},
-        {"type -1 asks nothing", nullptr, -1, three.c_str(), nullptr, ';', -1, "", {noResult}, ""},
-        {"shards without a stream name", nullptr, RXK_LIST_SHARDS, nullptr, "ignored", ';', -1, "",
-         {"id:%d KinesisEnv::getData missing stream name", noResult}, "id:%d KinesisEnv::getData missing stream name"},
-        {"details without a shard id", nullptr, RXK_SHARD_DETAILS, three.c_str(), nullptr, ';', -1, "",
-         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, "id:%d KinesisEnv::getData missing stream name or shard id"},
-        {"details without a stream name", nullptr, RXK_SHARD_DETAILS, nullptr, "shardId-000000000000", ';', -1, "",
-         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, "id:%d KinesisEnv::getData missing stream name or shard id"},
         {"a stream name \"\" is asked for and refused as a failed page", nullptr, -11, "", nullptr, ';', -1, "",
          {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "*", noResult}, "id:%d KinesisEnv::getListShardOrShardDetails ERROR:*"},
     };
