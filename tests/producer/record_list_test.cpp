@@ -8,9 +8,9 @@
 namespace rxk::test {
 namespace {
 
-enum class Op { Create, Free, Clear, Add, Count, Bytes, Info, InfoNone, InfoElsewhere, Param, Put, ReadBack, PutOne, LastPut, LastPutNull };
+enum class Op { Create, Free, Clear, Add, Count, Bytes, Info, InfoNone, InfoElsewhere, Param, Put, ReadBack, PutOne, LastPut };
 // One call; `a` and `b` are the keys of Add (nullptr: not given), the key and value of Param, or
-// PutOne's stream and LastPut's expected one.
+// PutOne's stream and LastPut's expected one (with `b`, LastPut passes no stream or shard buffer).
 struct Step { Op op; int32_t list; int32_t result; const char* a = "pk"; const char* b = nullptr; int32_t length = 10; int times = 1; };
 
 // Runs a step; outputs that a failed call must have zeroed turn a failure into -99.
@@ -39,9 +39,9 @@ int32_t run(int32_t id, const Step& s) {
         case Op::ReadBack: result = l.GetLastResultPutRecords(id, s.list, 0, nullptr, nullptr, nullptr, &success, nullptr, nullptr, nullptr, nullptr);
             return result + (success == 7 ? 0 : -99);
         case Op::PutOne: return l.PutRecord(id, s.a, "pk", nullptr, data.data(), s.length);
-        case Op::LastPut: result = l.GetLastResultPutRecord(id, stream.data(), shard, nullptr, &success, nullptr, nullptr, nullptr, nullptr);
+        case Op::LastPut: result = l.GetLastResultPutRecord(id, s.b ? nullptr : stream.data(), s.b ? nullptr : shard, nullptr, &success, nullptr,
+                                                            nullptr, nullptr, nullptr);
             return result == 0 ? (stream.c_str() == std::string(s.a) ? 0 : -99) : result + (success == 7 ? 0 : -99);
-        case Op::LastPutNull: return l.GetLastResultPutRecord(id, nullptr, nullptr, nullptr, &success, nullptr, nullptr, nullptr, nullptr);
     }
     return -100;
 }
@@ -51,7 +51,7 @@ int32_t run(int32_t id, const Step& s) {
 // once in the test, limits compared as signed, a list id that isn't the lowest free one, a clear
 // or free of "all" that misses a list, an unknown id or free slot that is read or reported with
 // the wrong words or to the wrong place, and trace lines that show a drawn key instead of the
-// arguments. The single put's read-back without a result is here too: it writes nothing, reads
+// arguments, or frame trace lines with the wrong words. The single put's read-back without a result is here too: it writes nothing, reads
 // the caller's buffers no further than a name, and an empty stream name is no result. Every row starts on a new client with list 0 created; texts carry the client id.
 TEST(RecordLists, Scripts) {
     using O = Op;
@@ -76,7 +76,8 @@ TEST(RecordLists, Scripts) {
          {O::Count, 0, 502}, {O::Bytes, 0, 501 * 3 + 5000003}}, "", {}, {}},
         {"the lowest free list id is taken first",
          {{O::Create, 0, 1}, {O::Create, 0, 2}, {O::Free, 1, 0}, {O::Free, 1, 0}, {O::Create, 0, 1}, {O::Create, 0, 3}}, "",
-         {}, {"id:%d KinesisEnv::createListRecord listId:1 [reuse]", "id:%d KinesisEnv::createListRecord listId:3 [new]"}},
+         {}, {"id:%d KinesisEnv::createListRecord listId:1 [reuse]", "id:%d KinesisEnv::createListRecord listId:3 [new]",
+          "rxKinesis::CreateListRecord id:%d listId:3", "rxKinesis::FreeListRecord id:%d listId:1"}},
         {"freeing all lists restarts the ids at 0",
          {{O::Create, 0, 1}, {O::Free, -1, 0}, {O::Create, 0, 0}, {O::Count, 1, -99}},
          "id:%d KinesisEnv::getListRecordInfo listId:1 not found",
@@ -84,7 +85,8 @@ TEST(RecordLists, Scripts) {
         {"clearing all lists of a client without lists", {{O::Free, -1, 0}, {O::Clear, -1, 0}}, "", {}, {}},
         {"a clear empties one list or all, and the lists take records again", {{O::Create, 0, 1}, {O::Add, 0, 0},
          {O::Add, 1, 0, "pk", nullptr, 10, 2}, {O::Clear, 0, 0}, {O::Count, 0, 0}, {O::Bytes, 0, 0}, {O::Count, 1, 2},
-         {O::Clear, -1, 0}, {O::Count, 1, 0}, {O::Bytes, 1, 0}, {O::Add, 1, 0}, {O::Bytes, 1, 12}}, "", {}, {}},
+         {O::Clear, -1, 0}, {O::Count, 1, 0}, {O::Bytes, 1, 0}, {O::Add, 1, 0}, {O::Bytes, 1, 12}}, "", {},
+         {"rxKinesis::ClearListRecord id:%d listId:0", "rxKinesis::GetListRecordInfo id:%d listId:1"}},
         {"clearing an unknown list answers 0 and still reports", {{O::Clear, 5, 0}},
          "id:%d KinesisEnv::clearListRecord listId:5 not found", {"id:%d KinesisEnv::clearListRecord listId:5 not found"},
          {}},
@@ -93,14 +95,15 @@ TEST(RecordLists, Scripts) {
          {"id:%d KinesisEnv::freeListRecord list [5] not found", "id:%d KinesisEnv::freeListRecord list [-2] not found"},
          {}},
         {"-1 is no list to AddRecordToList", {{O::Add, -1, -1}}, "id:%d KinesisEnv::addRecordToList list [-1] not found",
-         {"id:%d KinesisEnv::addRecordToList list [-1] not found"}, {}},
+         {"id:%d KinesisEnv::addRecordToList list [-1] not found"}, {"rxKinesis::AddRecordToList id:%d listId:-1 lenBuffer:10 result:-1"}},
         {"-1 is no list to GetListRecordInfo", {{O::Info, -1, -1}, {O::InfoNone, 0, 0}},
          "id:%d KinesisEnv::getListRecordInfo listId:-1 not found",
          {"id:%d KinesisEnv::getListRecordInfo listId:-1 not found"}, {}},
         {"-1 is no list to PutRecords", {{O::Put, -1, -1}}, "id:%d KinesisEnv::putRecords listId:-1 not found",
-         {"id:%d KinesisEnv::putRecords listId:-1 not found"}, {}},
+         {"id:%d KinesisEnv::putRecords listId:-1 not found"}, {"rxKinesis::PutRecords id:%d listId:-1 put:0 failed:0 bytes:0 output:0"}},
         {"-1 is no list to GetLastResultPutRecords", {{O::ReadBack, -1, -1}},
-         "id:%d KinesisEnv::getLastResult list [-1] not found", {"id:%d KinesisEnv::getLastResult list [-1] not found"}, {}},
+         "id:%d KinesisEnv::getLastResult list [-1] not found", {"id:%d KinesisEnv::getLastResult list [-1] not found"},
+         {"rxKinesis::GetLastResultPutRecords id:%d listId:-1"}},
         {"a free slot is reported, never read, and leaves the last-error text", {{O::Create, 0, 1}, {O::Free, 1, 0},
          {O::ReadBack, 1, -1}, {O::Add, 1, -1}, {O::Clear, 1, 0}, {O::InfoNone, 1, 0}, {O::Put, 1, -1}, {O::Count, 0, 0},
          {O::Create, 0, 1}}, "id:%d KinesisEnv::getLastResult list [1] not found",
@@ -121,7 +124,7 @@ TEST(RecordLists, Scripts) {
          "id:%d KinesisEnv::getListRecordInfo listId:1 step:5 size:2 Exception:[unknow]"}, {}},
         {"a single put's read-back before any put reads no more of the buffers than a name holds", {{O::LastPut, 0, -1}},
          kNoResult.c_str(), {kNoResult.c_str()}, {}},
-        {"a single put's read-back without stream and shard buffers", {{O::LastPutNull, 0, -1}},
+        {"a single put's read-back without stream and shard buffers", {{O::LastPut, 0, -1, "", "without stream and shard buffers"}},
          "id:%d KinesisEnv::getLastResult []:[] error no result available",
          {"id:%d KinesisEnv::getLastResult []:[] error no result available"}, {}},
         {"a put to the stream named \"\" leaves no result (nothing listens here: the put fails)",
