@@ -1,167 +1,122 @@
-// The catalogue against answers the emulator never gives: a page that fails after good pages,
-// an account without streams, a failed ListStreams, pages that say "more" without shards, and
-// stream creation failing without a message.
-#include "fault_server.h"
-#include "listing_support.h"
-
-#include <gtest/gtest.h>
+// The catalogue against answers kinesalite never gives, from the fault endpoint: a page failing
+// after good pages, pages that say "more" without shards, closed shards, accounts without
+// streams, failed or unfinished stream lists, and stream creation refused without a message.
+#include "fault_endpoint.h"
+#include "host.h"
 
 namespace rxk::test {
 namespace {
 
-// A DescribeStream page of stream "s" that has no shards but says there are more.
-Reply pageWithoutShardsSayingMore() {
-    return Reply::json(
-        R"({"StreamDescription":{"StreamName":"s","StreamARN":"arn:aws:kinesis:us-east-1:000000000000:stream/s",)"
-        R"("StreamStatus":"ACTIVE","Shards":[],"HasMoreShards":true,"RetentionPeriodHours":24,)"
-        R"("StreamCreationTimestamp":1767225600,"EnhancedMonitoring":[]}})");
+std::string shardId(int n) { return fmt("shardId-%012d", n); }
+
+std::string describePage(const std::string& shards, bool more) {
+    return R"({"operation":"DescribeStream","answer":{"json":{"StreamDescription":{"StreamName":"s","StreamStatus":"ACTIVE",)"
+           R"("StreamARN":"arn:aws:kinesis:us-east-1:000000000000:stream/s","RetentionPeriodHours":24,)"
+           R"("StreamCreationTimestamp":1767225600,"EnhancedMonitoring":[],"HasMoreShards":)" +
+           std::string(more ? "true" : "false") + R"(,"Shards":[)" + shards + "]}}}}";
 }
 
-class CatalogueFaults : public ::testing::Test {
-protected:
-    void SetUp() override { LogCapture::reset(); }
-    FaultServer::Handler builtIn() {
-        return [this](const RecordedRequest& request) { return server.builtInReply(request); };
+// Would catch shards of good pages surviving a failed page or its two-part report lost, a paging
+// loop that stops early, restarts from the first page or sends a limit, a first page without
+// shards that loops or ends without "NO SHARDS", a service that keeps saying "more" without
+// moving on hanging the call, details written for a shard that doesn't match or a closed shard's
+// text ending in the delimiter, an account without streams listed as success, a failed
+// ListStreams without the service's message, ListStreams paging or fields it doesn't use, and a
+// type without listing or a missing name that reaches the service or ends in more than its words.
+TEST(CatalogueFaults, PagesAndStreamLists) {
+    const std::string all250 = [] { std::string t; for (int i = 0; i < 250; ++i) t += (i ? ";" : "") + shardId(i); return t; }();
+    const std::string closedPages = describePage(
+        R"({"ShardId":"shardId-000000000002","ParentShardId":"shardId-000000000000","HashKeyRange":{"StartingHashKey":"0","EndingHashKey":"99"},)"
+        R"("SequenceNumberRange":{"StartingSequenceNumber":"100","EndingSequenceNumber":"200"}},{"ShardId":"shardId-000000000003",)"
+        R"("HashKeyRange":{"StartingHashKey":"100","EndingHashKey":"199"},"SequenceNumberRange":{"StartingSequenceNumber":"300"}})", false);
+    const std::string twoOfFour = R"({"operation":"DescribeStream","attempts":[1],"answer":{"describe_pages":{"stream":"s","shards":4,"shards_per_page":2}}})";
+    const std::string stream250 = R"("streams":[{"name":"s","shards":250,"shards_per_page":100}])";
+    const std::string noResult = "id:%d KinesisEnv::getData no result";
+    struct Case { const char* name; std::string script; int32_t type; const char *stream, *shard; int32_t result; std::string text;
+                  std::vector<std::string> log; std::vector<std::string> starts; };  // starts: ExclusiveStartShardId by request, "-" ListStreams
+    const Case kRows[] = {
+        {"250 shards in three pages", "{" + stream250 + "}", 1, "s", nullptr, 0, all250, {}, {"", shardId(99), shardId(199)}},
+        {"a page failing after good pages", "{" + stream250 + R"(,"rules":[{"operation":"DescribeStream","attempts":[3],)"
+         R"("answer":{"error":"LimitExceededException","message":"Rate exceeded for stream s."}}]})", 1, "s", nullptr, -1, "",
+         {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "Rate exceeded for stream s.", noResult}, {"", shardId(99), shardId(199)}},
+        {"a first page saying more without shards", R"({"rules":[)" + describePage("", true) + "]}", 2, "s", "shardId-000000000000", -1, "",
+         {"id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", noResult}, {""}},
+        {"pages that don't move on end the listing", R"({"rules":[)" + twoOfFour + "," + describePage("", true) + "]}", 1, "s", nullptr, 0,
+         shardId(0) + ";" + shardId(1), {}, {"", shardId(1)}},
+        {"a closed shard's details across pages", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", 2, "s", "shardId-000000000002", 0,
+         "shardId-000000000002;0;99;100;200", {}, {"", shardId(1)}},
+        {"an open shard's details end in the delimiter", R"({"rules":[)" + twoOfFour + "," + closedPages + "]}", 2, "s", "shardId-000000000003", 0,
+         "shardId-000000000003;100;199;300;", {}, {"", shardId(1)}},
+        {"an account without streams", R"({"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":[],"has_more":false}}}]})",
+         0, nullptr, nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [list streams empty]", noResult}, {"-"}},
+        {"a failed stream list", R"({"rules":[{"operation":"ListStreams","answer":{"error":"ValidationException","message":"Bad request."}}]})",
+         0, nullptr, nullptr, -1, "", {"id:%d KinesisEnv::getListStream error : [Bad request.]", noResult}, {"-"}},
+        {"only the first stream list answer counts", R"({"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":["a","b"],"has_more":true}}}]})",
+         0, nullptr, nullptr, 0, "a;b", {}, {"-"}},
+        {"type 3 asks nothing", "{}", 3, "s", "shardId-000000000000", -1, "", {noResult}, {}},
+        {"type -1 asks nothing", "{}", -1, "s", nullptr, -1, "", {noResult}, {}},
+        {"shards without a stream name", "{}", 1, nullptr, "ignored", -1, "", {"id:%d KinesisEnv::getData missing stream name", noResult}, {}},
+        {"details without a shard id", "{}", 2, "s", nullptr, -1, "", {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, {}},
+        {"details without a stream name", "{}", 2, nullptr, "shardId-000000000000", -1, "",
+         {"id:%d KinesisEnv::getData missing stream name or shard id", noResult}, {}},
+    };
+    FaultEndpoint endpoint;
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        endpoint.load(c.script);
+        endpoint.clear();
+        const int32_t id = clientAt(endpoint.endpoint());
+        LogCapture::reset();
+        int32_t length = 1 << 16;
+        std::vector<char> buffer(static_cast<std::size_t>(length), 'x');
+        EXPECT_EQ(host().GetData(id, c.type, c.stream, c.shard, buffer.data(), &length, ';'), c.result);
+        EXPECT_EQ(std::string(buffer.data()) + "|" + std::to_string(length), c.text + "|" + std::to_string(c.result ? 0 : c.text.size() + 1));
+        std::vector<std::string> log;
+        for (const std::string& line : c.log) log.push_back(fmt(line.c_str(), id));
+        EXPECT_EQ(LogCapture::logTexts(), log);
+        EXPECT_EQ(clientError(id), log.size() < 2 ? "" : log[0] + (log.size() == 3 ? log[1] : ""));  // "no result" alone sets none
+        const auto requests = endpoint.requests();
+        ASSERT_EQ(requests.size(), c.starts.size());
+        for (std::size_t k = 0; k < requests.size(); ++k) {
+            const std::string& body = requests[k].body;
+            EXPECT_EQ(body.find("Limit") + body.find("ExclusiveStartStreamName"), 2 * std::string::npos) << body;
+            EXPECT_EQ(body.find("ExclusiveStartShardId") == std::string::npos, c.starts[k].empty() || c.type == 0) << body;
+            EXPECT_NE(body.find(c.starts[k] == "-" ? "" : c.starts[k]), std::string::npos) << body;
+        }
+        host().FreeClient(id);
     }
-    std::vector<std::string> exclusiveStarts() const {
-        std::vector<std::string> starts;
-        for (const auto& request : server.requests("DescribeStream"))
-            starts.push_back(jsonString(request.body, "ExclusiveStartShardId"));
-        return starts;
+}
+
+// Would catch a created stream that doesn't show or whose shard count isn't sent as given, a
+// refusal without the service's words, with them in two sink calls (it is one, made under the
+// client's lock) or without its trailing blank when the service gives no message, a failure that
+// needs a log sink to reach the last-error text, and a success that clears an earlier failure.
+TEST(CatalogueFaults, CreateStream) {
+    const char* const kInUse = R"({"rules":[{"operation":"CreateStream","answer":{"error":"ResourceInUseException","message":"%s"}}]})";
+    struct Case { const char* script; const char* stream; int32_t shards; bool sinks; const char* words; };
+    const Case kRows[] = {{"", "s", -3, true, ""}, {"Stream s already exists.", "s", 1, false, "Stream s already exists."},
+                          {nullptr, "created", 2, true, nullptr}, {nullptr, "zero", 0, true, nullptr}};
+    FaultEndpoint endpoint;
+    const int32_t id = clientAt(endpoint.endpoint());
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.stream + std::to_string(c.shards));
+        endpoint.load(c.script ? fmt(kInUse, c.script) : "{}");
+        endpoint.clear();
+        const std::string before = clientError(id);
+        host().InitLogEventCallBack(c.sinks ? LogCapture::logSink : nullptr, LogCapture::traceSink);
+        LogCapture::reset();
+        EXPECT_EQ(host().CreateStream(id, c.stream, c.shards), c.words ? -1 : 0);
+        host().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+        const std::string line = fmt("id:%d KinesisEnv::createStream [%s] with %d shard", id, c.stream, c.shards);
+        const std::string error = c.words ? line + " error : " + c.words : before;
+        EXPECT_EQ(clientError(id), error);
+        EXPECT_EQ(logWithLengths(), c.words && c.sinks ? withLength(error) : "");
+        EXPECT_EQ(LogCapture::traceTexts().at(0) == line, !c.words);  // the frame's own line follows in any case
+        EXPECT_NE(endpoint.requests("CreateStream").at(0).body.find(fmt("\"ShardCount\":%d", c.shards)), std::string::npos);
+        char text[200] = {};
+        int32_t length = sizeof text;
+        if (!c.words && c.shards) { EXPECT_EQ(std::to_string(host().GetListShards(id, c.stream, text, &length)) + text, "0" + shardId(0) + ";" + shardId(1)); }
     }
-
-    FaultServer server;
-    Client client{server.endpoint(), ServiceEnvironment::SdkRetries::Off};
-};
-
-// Would catch a paging loop that stops early, restarts from the first page, or sends a limit.
-TEST_F(CatalogueFaults, PagesAreFollowedAfterTheLastShardOfTheList) {
-    server.setHandler("DescribeStream", pagedDescribeStream("s", 250, 100));
-    std::vector<std::string> ids;
-    for (int i = 0; i < 250; ++i) ids.push_back(shardId(i));
-
-    const Listing listing = listShards(client.id(), "s");
-    EXPECT_EQ(listing.result, RXK_OK);
-    EXPECT_EQ(listing.text, joined(ids));
-    EXPECT_EQ(exclusiveStarts(), (std::vector<std::string>{"", shardId(99), shardId(199)}));
-    for (const auto& request : server.requests("DescribeStream")) {
-        EXPECT_EQ(jsonString(request.body, "StreamName"), "s");
-        EXPECT_EQ(jsonInt(request.body, "Limit"), -1);
-    }
-}
-
-// Would catch shards of good pages surviving a failed page, or the two-part report lost.
-TEST_F(CatalogueFaults, AFailingPageAfterGoodPagesDropsEverything) {
-    server.setHandler("DescribeStream",
-                      onAttempts({3}, Reply::error(400, "LimitExceededException", "Rate exceeded for stream s."),
-                                 pagedDescribeStream("s", 250, 100)));
-    const Listing listing = listShards(client.id(), "s", 100);
-    EXPECT_EQ(listing.result, RXK_ERROR);
-    EXPECT_EQ(listing.lenBuffer, 0);
-    EXPECT_EQ(listing.bytes[0], '\0');
-    const std::string line = clientLine(client.id(), "getListShardOrShardDetails ERROR:");
-    EXPECT_EQ(logTexts(), (std::vector<std::string>{line, "Rate exceeded for stream s.",
-                                                    clientLine(client.id(), "getData no result")}));
-    EXPECT_EQ(client.lastError(), line + "Rate exceeded for stream s.");
-    EXPECT_EQ(server.requestCount("DescribeStream"), 3);
-}
-
-// Would catch a first page without shards that loops or lists nothing without a report.
-TEST_F(CatalogueFaults, APageSayingMoreWithoutShardsEndsInNoShards) {
-    server.setHandler("DescribeStream", [](const RecordedRequest&) { return pageWithoutShardsSayingMore(); });
-    const Listing listing = shardDetails(client.id(), "s", shardId(0));
-    EXPECT_EQ(listing.result, RXK_ERROR);
-    const std::string line = clientLine(client.id(), "getListShardOrShardDetails ERROR NO SHARDS");
-    EXPECT_EQ(logTexts(), (std::vector<std::string>{line, clientLine(client.id(), "getData no result")}));
-    EXPECT_EQ(client.lastError(), line);
-    EXPECT_EQ(server.requestCount("DescribeStream"), 1);
-}
-
-// Would catch a hang on a service that keeps saying "more" without moving on: a page that brings
-// no shard past the last one ends the listing with what came.
-TEST_F(CatalogueFaults, PagesThatDontMoveOnEndTheListing) {
-    server.setHandler("DescribeStream", [](const RecordedRequest& request) {
-        return request.attempt == 1 ? describeStreamPage(request, "s", 5, 2) : pageWithoutShardsSayingMore();
-    });
-    const Listing listing = listShards(client.id(), "s");
-    EXPECT_EQ(listing.result, RXK_OK);
-    EXPECT_EQ(listing.text, shardId(0) + ";" + shardId(1));
-    EXPECT_EQ(exclusiveStarts(), (std::vector<std::string>{"", shardId(1)}));
-}
-
-// Would catch details written for a shard that doesn't match, or a closed shard's text ending
-// in the delimiter.
-TEST_F(CatalogueFaults, DetailsOfAClosedShardAcrossPages) {
-    server.setHandler("DescribeStream", [](const RecordedRequest& request) {
-        if (request.attempt == 1) return describeStreamPage(request, "s", 4, 2);
-        return Reply::json(
-            R"({"StreamDescription":{"StreamName":"s","StreamStatus":"ACTIVE","HasMoreShards":false,"Shards":[)"
-            R"({"ShardId":"shardId-000000000002","ParentShardId":"shardId-000000000000",)"
-            R"("HashKeyRange":{"StartingHashKey":"0","EndingHashKey":"99"},)"
-            R"("SequenceNumberRange":{"StartingSequenceNumber":"100","EndingSequenceNumber":"200"}},)"
-            R"({"ShardId":"shardId-000000000003","HashKeyRange":{"StartingHashKey":"100","EndingHashKey":"199"},)"
-            R"("SequenceNumberRange":{"StartingSequenceNumber":"300"}}]}})");
-    });
-    EXPECT_EQ(shardDetails(client.id(), "s", shardId(2)).text, "shardId-000000000002;0;99;100;200");
-    EXPECT_EQ(shardDetails(client.id(), "s", shardId(3)).text, "shardId-000000000003;100;199;300;");
-}
-
-// Would catch an account without streams being listed as success.
-TEST_F(CatalogueFaults, AnEmptyStreamListIsAFailure) {
-    server.setHandler("ListStreams", [](const RecordedRequest&) { return emptyListStreams(); });
-    const Listing listing = listStreams(client.id(), 40);
-    EXPECT_EQ(listing.result, RXK_ERROR);
-    EXPECT_EQ(listing.lenBuffer, 0);
-    EXPECT_EQ(listing.bytes[0], '\0');
-    const std::string line = clientLine(client.id(), "getListStream error : [list streams empty]");
-    EXPECT_EQ(logTexts(), (std::vector<std::string>{line, clientLine(client.id(), "getData no result")}));
-    EXPECT_EQ(client.lastError(), line);
-}
-
-// Would catch a failed ListStreams without the service's message, or more than one request.
-TEST_F(CatalogueFaults, AFailedStreamListCarriesTheServicesMessage) {
-    server.enqueue("ListStreams", Reply::error(400, "ValidationException", "Bad request."));
-    EXPECT_EQ(listStreams(client.id()).result, RXK_ERROR);
-    EXPECT_EQ(client.lastError(), clientLine(client.id(), "getListStream error : [Bad request.]"));
-    EXPECT_EQ(server.requestCount("ListStreams"), 1);
-}
-
-// Would catch ListStreams paging or a request with fields the listing doesn't use.
-TEST_F(CatalogueFaults, OnlyTheFirstStreamListAnswerCounts) {
-    server.setHandler("ListStreams", [](const RecordedRequest&) { return listStreamsReply({"a", "b"}, true); });
-    EXPECT_EQ(listStreams(client.id()).text, "a;b");
-    ASSERT_EQ(server.requestCount("ListStreams"), 1);
-    const std::string body = server.requests("ListStreams")[0].body;
-    EXPECT_EQ(body.find("Limit"), std::string::npos);
-    EXPECT_EQ(body.find("ExclusiveStartStreamName"), std::string::npos);
-}
-
-// Would catch the formatted part lost when the service gives no message, a length that isn't
-// the text's, or a shard count changed before it is sent.
-TEST_F(CatalogueFaults, CreationFailingWithoutMessageKeepsTheTrailingBlank) {
-    server.enqueue("CreateStream", Reply::error(400, "ResourceInUseException", ""));
-    EXPECT_EQ(connector().CreateStream(client.id(), "s", -3), RXK_ERROR);
-    const std::string text = clientLine(client.id(), "createStream [s] with -3 shard error : ");
-    EXPECT_EQ(client.lastError(), text);
-    ASSERT_EQ(LogCapture::logLines().size(), 1u);
-    EXPECT_EQ(LogCapture::logLines()[0].text, text);
-    EXPECT_EQ(LogCapture::logLines()[0].length, static_cast<std::int32_t>(text.size()));
-    const auto request = server.requests("CreateStream").at(0);
-    EXPECT_EQ(jsonString(request.body, "StreamName"), "s");
-    EXPECT_EQ(jsonInt(request.body, "ShardCount"), -3);
-
-    // A success afterwards leaves the failure's text in place.
-    EXPECT_EQ(connector().CreateStream(client.id(), "t", 1), RXK_OK);
-    EXPECT_EQ(client.lastError(), text);
-}
-
-// Would catch a failure that needs a log sink to reach the error text.
-TEST_F(CatalogueFaults, CreationFailureWithoutLogSinkStillFillsTheErrorText) {
-    server.enqueue("CreateStream", Reply::error(400, "ResourceInUseException", "Stream s already exists."));
-    connector().InitLogEventCallBack(nullptr, nullptr);
-    EXPECT_EQ(connector().CreateStream(client.id(), "s", 1), RXK_ERROR);
-    connector().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-    EXPECT_EQ(client.lastError(), clientLine(client.id(), "createStream [s] with 1 shard error : Stream s already exists."));
 }
 
 }  // namespace

@@ -1,172 +1,113 @@
-// Start, stop and the client table: what the library keeps across InititializeInterface and
-// CloseInterface, how ids are handed out, and how refused and freed clients look to the host.
-#include "frame_support.h"
+// Start, stop and the client table: what survives InititializeInterface and CloseInterface, how
+// ids are handed out and never reused, refused clients, and the table under concurrent use.
+#include "host.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include <atomic>
+#include <numeric>
+#include <sstream>
+#include <thread>
 
 namespace rxk::test {
 namespace {
 
-using Lifecycle = FrameTest;
-using ClientIds = FrameTest;
-using RefusedClient = FrameTest;
-using FreeClientExport = FrameTest;
-
-// Catches a module that needs InititializeInterface for its own bookkeeping (an uninitialised
-// lock, an unconstructed text) or that starts anything on its own.
-TEST_F(Lifecycle, ModuleStateExportsWorkBeforeInitialisation) {
-    lib().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-    EXPECT_EQ(lib().CloseInterface(), 0);
-    EXPECT_EQ(globalError(), "");
-    lib().SetGlobalErrorStr("before start");
-    EXPECT_EQ(globalError(), "before start");
-
-    EXPECT_EQ(lib().FreeClient(0), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 0");
-    const char data[] = "x";
-    EXPECT_EQ(lib().PutRecord(0, "s", "pk", nullptr, data, 1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord bad param id 0");
-    EXPECT_EQ(lib().SetGlobalParam("statspath", "/tmp/stats"), 0);
-    EXPECT_EQ(lib().SetParam(0, "retry", "1"), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord bad param id 0");
-    EXPECT_EQ(LogCapture::logTexts(),
-              (std::vector<std::string>{"rxKinesis::FreeClient bad param id 0",
-                                        "rxKinesis::PutRecord bad param id 0",
-                                        "rxKinesis::SetParam bad param id 0"}));
-    EXPECT_TRUE(LogCapture::traceTexts().empty());
+// One call of a lifecycle script, "name=result" or "name:id=result", e.g. "free:2=-1".
+int32_t run(Library& lib, const std::string& name, int32_t id) {
+    if (name == "init") return lib.InititializeInterface();
+    if (name == "close") return lib.CloseInterface();
+    if (name == "create") return newClient(lib);
+    if (name == "refuse") return lib.CreateClient("us-east-1", "AKID", "");
+    if (name == "free") return lib.FreeClient(id);
+    if (name == "setrows") return lib.SetParam(id, "maxputrow", "7");
+    if (name == "rows") return std::atoi(param(id, "maxputrow", lib).c_str());  // 0 when refused
+    if (name == "silence") return lib.InitLogEventCallBack(nullptr, nullptr), 0;
+    return name == "settext" ? (lib.SetGlobalErrorStr("set by the host"), 0) : -99;
 }
 
-// Catches a second InititializeInterface that resets the module: parameters, error text, clients.
-TEST_F(Lifecycle, SecondInitialisationKeepsEverything) {
-    startWithSinks();
-    ASSERT_EQ(lib().SetParam(createClient(), "maxputrow", "7"), 0);
-    lib().SetGlobalErrorStr("kept");
-    ASSERT_EQ(lib().SetGlobalParam("statspath", "/var/stats"), 0);
-
-    EXPECT_EQ(lib().InititializeInterface(), 0);
-    EXPECT_EQ(globalError(), "kept");
-    EXPECT_EQ(param(0, "maxputrow"), "7");
-    EXPECT_EQ(createClient(), 1);
-}
-
-// Catches a CloseInterface that frees or forgets clients, and a restart after it.
-TEST_F(Lifecycle, CloseKeepsClientsInTheirSlots) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(createClient(), 1);
-    ASSERT_EQ(lib().SetParam(1, "retry", "4"), 0);
-
-    EXPECT_EQ(lib().CloseInterface(), 0);
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_EQ(param(1, "retry"), "4");
-    EXPECT_EQ(clientError(1), "");
-    EXPECT_EQ(lib().InititializeInterface(), 0);
-    EXPECT_EQ(param(1, "retry"), "4");
-    EXPECT_EQ(lib().CloseInterface(), 0);
-}
-
-// Catches ids that are reused, restart, or skip.
-TEST_F(ClientIds, AppendedAndNeverReused) {
-    startWithSinks();
-    EXPECT_EQ(createClient(), 0);
-    EXPECT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().FreeClient(0), 0);
-    EXPECT_EQ(createClient(), 2);
-
-    const char data[] = "x";
-    EXPECT_EQ(lib().PutRecord(0, "s", "pk", nullptr, data, 1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::PutRecord id 0  is NULL");
-    EXPECT_EQ(lib().FreeClient(2), 0);
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    EXPECT_EQ(createClient(), 3);
-}
-
-// Catches a table that cannot grow past its first allocation, or loses slots while growing.
-TEST_F(ClientIds, ManyClientsKeepTheirOwnState) {
-    startWithSinks();
-    constexpr int kClients = 200;
-    for (int i = 0; i < kClients; ++i) {
-        ASSERT_EQ(createClient(), i);
-        ASSERT_EQ(lib().SetParam(i, "maxputrow", std::to_string(i).c_str()), 0);
-    }
-    for (int i = 0; i < kClients; ++i) EXPECT_EQ(param(i, "maxputrow"), std::to_string(i));
-    EXPECT_EQ(lib().FreeClient(kClients), -1);
-}
-
-// Catches a refused client that takes a slot, loses its words, or is reported once only.
-TEST_F(RefusedClient, EmptyOrNullArgumentsAreRefusedWithoutTakingAnId) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    struct Arguments {
-        const char* region;
-        const char* key;
-        const char* secret;
+// Would catch a module that needs InititializeInterface for its own bookkeeping, a second start
+// or a close that resets or frees clients, ids that are reused or skipped, a refused client that
+// takes an id, and a sink still called after the host silenced it.
+TEST(Lifecycle, ScriptsOnAFreshLibrary) {
+    struct Case { const char* name; const char* script; const char* global; std::vector<std::string> log; };
+    const Case kRows[] = {
+        {"exports before any start", "close=0 settext=0 free:0=-1 setrows:0=-1", "rxKinesis::FreeClient bad param id 0",
+         {"rxKinesis::FreeClient bad param id 0", "rxKinesis::SetParam bad param id 0"}},
+        {"a global text set before the start stays", "settext=0 init=0", "set by the host", {}},
+        {"a second start keeps clients and parameters", "init=0 create=0 setrows:0=0 settext=0 init=0 rows:0=7 create=1",
+         "set by the host", {}},
+        {"a close keeps clients in their slots",
+         "init=0 create=0 create=1 setrows:1=0 close=0 rows:0=500 rows:1=7 init=0 rows:1=7 close=0 close=0", "", {}},
+        {"ids are appended and never reused", "init=0 create=0 create=1 free:0=0 create=2 setrows:0=-1 free:0=0 free:2=0 free:1=0 create=3",
+         "", {"rxKinesis::SetParam id 0  is NULL"}},
+        {"FreeClient's range, a second free is silent", "init=0 create=0 create=1 free:1=0 free:1=0 free:-1=-1 free:2=-1 free:0=0",
+         "rxKinesis::FreeClient bad param id 2", {"rxKinesis::FreeClient bad param id -1", "rxKinesis::FreeClient bad param id 2"}},
+        {"a refused client takes no id", "init=0 create=0 refuse=-1 create=1", "id:1 KinesisEnv::init param ERROR",
+         {"id:1 KinesisEnv::init param ERROR", "id:1 KinesisEnv::init param ERROR"}},
+        {"a silenced sink gets nothing more", "init=0 free:5=-1 silence=0 free:6=-1 refuse=-1", "id:0 KinesisEnv::init param ERROR",
+         {"rxKinesis::FreeClient bad param id 5"}},
     };
-    const Arguments refused[] = {{"", "AKID", "secret"}, {nullptr, "AKID", "secret"},
-                                 {"us-east-1", "", "secret"}, {"us-east-1", nullptr, "secret"},
-                                 {"us-east-1", "AKID", ""}, {"us-east-1", "AKID", nullptr}};
-    for (const Arguments& arguments : refused) {
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        auto lib = freshLibrary();
+        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
         LogCapture::reset();
-        EXPECT_EQ(lib().CreateClient(arguments.region, arguments.key, arguments.secret), -1);
-        const std::string words = "id:1 KinesisEnv::init param ERROR";
-        EXPECT_EQ(globalError(), words);
-        const std::vector<LogLine> lines = LogCapture::logLines();
-        ASSERT_EQ(lines.size(), 2u);
-        EXPECT_EQ(lines[0].text, words);
-        EXPECT_EQ(lines[0].length, static_cast<int32_t>(words.size()));
-        EXPECT_EQ(lines[1].text, words);
-        EXPECT_EQ(lines[1].length, -1);
+        std::istringstream script(c.script);
+        for (std::string step; script >> step;) {
+            char name[16] = {}; int32_t id = 0, expected = 0;
+            if (std::sscanf(step.c_str(), "%15[a-z]:%d=%d", name, &id, &expected) != 3) std::sscanf(step.c_str(), "%15[a-z]=%d", name, &expected);
+            EXPECT_EQ(run(*lib, name, id), expected) << step;
+        }
+        EXPECT_EQ(globalError(*lib), c.global);
+        EXPECT_EQ(LogCapture::logTexts(), c.log);
     }
-    EXPECT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().CreateClient(" ", "k", "s"), 2);
 }
 
-// Catches trace lines missing from init, or a refused client that goes on to build its client.
-TEST_F(RefusedClient, TraceShowsInitLineOnlyWhenRefused) {
-    startWithSinks();
-    ASSERT_EQ(lib().CreateClient("eu-west-1", "AKID", "s3cret"), 0);
-    EXPECT_EQ(LogCapture::traceTexts(),
-              (std::vector<std::string>{"id:0 KinesisEnv::init <eu-west-1><AKID><s3cret>",
-                                        "id:0 KinesisEnv::initProducer success"}));
-    LogCapture::reset();
-    ASSERT_EQ(lib().CreateClient("eu-west-1", "AKID", nullptr), -1);
-    EXPECT_EQ(LogCapture::traceTexts(),
-              (std::vector<std::string>{"id:1 KinesisEnv::init <eu-west-1><AKID><>"}));
+// Would catch a test of the arguments other than for emptiness (a blank region is fine), a
+// refusal reported once or with its length the second time, and a refused client that goes on
+// to build its service client (its "initProducer" line).
+TEST(Lifecycle, CreateClientArguments) {
+    struct Case { const char* region; const char* key; const char* secret; int32_t id; };
+    const Case kRows[] = {{"eu-west-1", "AKID", "s3cret", 0}, {" ", "k", "s", 0}, {"", "AKID", "secret", -1},
+                          {nullptr, "AKID", "secret", -1}, {"us-east-1", "", "secret", -1}, {"us-east-1", nullptr, "secret", -1},
+                          {"us-east-1", "AKID", "", -1}, {"us-east-1", "AKID", nullptr, -1}};
+    for (const Case& c : kRows) {
+        const std::string init = fmt("<%s><%s><%s>", c.region ? c.region : "", c.key ? c.key : "", c.secret ? c.secret : "");
+        SCOPED_TRACE(init);
+        auto lib = freshLibrary(true);
+        LogCapture::reset();
+        EXPECT_EQ(lib->CreateClient(c.region, c.key, c.secret), c.id);
+        std::vector<std::string> trace{"id:0 KinesisEnv::init " + init, "id:0 KinesisEnv::initProducer success"};
+        trace.resize(c.id == 0 ? 2 : 1);
+        EXPECT_EQ(LogCapture::traceTexts(), trace);
+        const std::string refusal = "id:0 KinesisEnv::init param ERROR";
+        EXPECT_EQ(logWithLengths(), c.id == 0 ? "" : withLength(refusal) + refusal + "|-1\n");
+        EXPECT_EQ(globalError(*lib), c.id == 0 ? "" : refusal);
+    }
 }
 
-// Catches FreeClient range tests that are off by one or report a second free.
-TEST_F(FreeClientExport, RangeAndRepeatedFree) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(createClient(), 1);
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    LogCapture::reset();
-    EXPECT_EQ(lib().FreeClient(1), 0);
-    EXPECT_TRUE(LogCapture::logTexts().empty());
-
-    EXPECT_EQ(lib().FreeClient(-1), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id -1");
-    EXPECT_EQ(lib().FreeClient(2), -1);
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 2");
-    EXPECT_EQ(LogCapture::logTexts(), (std::vector<std::string>{"rxKinesis::FreeClient bad param id -1",
-                                                                "rxKinesis::FreeClient bad param id 2"}));
-    EXPECT_EQ(lib().FreeClient(0), 0);
-}
-
-// Catches a sink that is still called after the host silenced it.
-TEST_F(Lifecycle, SilencedSinkGetsNothingMore) {
-    startWithSinks();
-    EXPECT_EQ(lib().FreeClient(5), -1);
-    ASSERT_EQ(LogCapture::logTexts().size(), 1u);
-    lib().InitLogEventCallBack(nullptr, nullptr);
-    EXPECT_EQ(lib().FreeClient(6), -1);
-    EXPECT_EQ(createClient(), 0);
-    EXPECT_EQ(LogCapture::logTexts().size(), 1u);
-    EXPECT_TRUE(LogCapture::traceTexts().empty());
-    EXPECT_EQ(globalError(), "rxKinesis::FreeClient bad param id 6");
+// Would catch duplicate or skipped ids from concurrent CreateClient calls, a table that can't
+// grow past its first allocation, and readers that race its growth (run under the sanitizers).
+TEST(Lifecycle, CreatorsAndReadersAtOnce) {
+    auto lib = freshLibrary();
+    ASSERT_EQ(lib->InititializeInterface() + newClient(*lib) + lib->SetParam(0, "maxputrow", "7"), 0);
+    std::vector<std::vector<int32_t>> created(4);
+    std::atomic<bool> creating{true};
+    std::atomic<int> readerFailures{0};
+    std::vector<std::thread> readers, creators;
+    for (int r = 0; r < 3; ++r)
+        readers.emplace_back([&] { do readerFailures += (param(0, "maxputrow", *lib) != "7") + clientError(0, *lib).size(); while (creating); });
+    for (auto& ids : created)
+        creators.emplace_back([&] { for (int i = 0; i < 40; ++i) ids.push_back(newClient(*lib)); });
+    for (auto& creator : creators) creator.join();
+    creating = false;
+    for (auto& reader : readers) reader.join();
+    EXPECT_EQ(readerFailures, 0);
+    std::vector<int32_t> all, expected(160);
+    for (const auto& ids : created) { EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end())); all.insert(all.end(), ids.begin(), ids.end()); }
+    std::sort(all.begin(), all.end());
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_EQ(all, expected);
+    for (const int32_t id : all) EXPECT_EQ(param(id, "maxputrow", *lib), "500");
+    EXPECT_EQ(newClient(*lib), 161);
 }
 
 }  // namespace

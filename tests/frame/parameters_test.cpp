@@ -1,160 +1,149 @@
-// SetParam and GetParam on a client: defaults, atoi reading, names in any case, unknown and
-// read-only keys, the translator action and the counter texts.
-#include "frame_support.h"
-
-#include <functional>
-
-#include <gtest/gtest.h>
+// Client parameters (SetParam, GetParam), the global ones (SetGlobalParam), the thread-bound
+// translator action, and the truncating copy of an error text into a caller's buffer.
+#include "host.h"
 
 #include <rxkinesis_exceptions.h>
 
-#include <cstring>
-#include <string>
+#include <functional>
 #include <thread>
-#include <vector>
 
 namespace rxk::test {
 namespace {
 
-using Parameters = FrameTest;
-using TranslatorAction = FrameTest;
+const char* const kFresh = "0;9223372036854775807;0;0;";  // the counters of a client that never retried
 
-// How a processor fault inside the library (the probe's access violation) reaches a thread.
-enum class Arrival { Returned, AsSeException, AsOtherObject };
-
-Arrival faultOnThread(Library& lib, const std::function<void()>& beforehand) {
-    Arrival arrival = Arrival::Returned;
-    std::thread thread([&] {
-        beforehand();
-        try {
-            lib.Dummy(0, "exception");
-        } catch (const SE_Exception& fault) {
-            arrival = fault.code == 0xC0000005u ? Arrival::AsSeException : Arrival::AsOtherObject;
-        } catch (...) {
-            arrival = Arrival::AsOtherObject;
-        }
-    });
-    thread.join();
-    return arrival;
-}
-
-// Catches defaults that differ from the documented ones, or clients that share parameters.
-TEST_F(Parameters, NewClientsHaveTheDefaults) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    ASSERT_EQ(lib().SetParam(0, "maxputrow", "3"), 0);
-    ASSERT_EQ(createClient(), 1);
-    EXPECT_EQ(param(1, "retry"), "-1");
-    EXPECT_EQ(param(1, "retryattemptshow"), "0");
-    EXPECT_EQ(param(1, "maxputrow"), "500");
-    EXPECT_EQ(param(1, "maxputlen"), "5000000");
-    EXPECT_EQ(param(0, "maxputrow"), "3");
-    EXPECT_EQ(clientError(1), "");
-}
-
-// Catches a reader that isn't atoi: blanks, signs, trailing text, no digits, overflow.
-TEST_F(Parameters, NumbersAreReadLikeAtoi) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    const std::pair<const char*, const char*> cases[] = {
-        {"42", "42"},         {"  17", "17"},      {"\t-8", "-8"},   {"+9", "9"},
-        {"12abc", "12"},      {"abc", "0"},        {"", "0"},        {"-1", "-1"},
-        {"- 5", "0"},         {"0x1F", "0"},       {"007", "7"},     {"2147483647", "2147483647"},
-        {"-2147483648", "-2147483648"},            {"99999999999", "2147483647"},
-        {"-99999999999", "-2147483648"},
+// Would catch defaults other than the documented ones, a reader that isn't atoi (blanks, signs,
+// trailing text, no digits, overflow), a case-sensitive key, a key writing another field, an
+// unknown or read-only name that changes something or whose words go astray, and a GetParam
+// that writes into the buffer on failure or past the end of its text.
+TEST(Parameters, SetThenGet) {
+    struct Case { const char* setKey; const char* value; const char* getKey; const char* got; const char* error = ""; };
+    const Case kRows[] = {
+        {nullptr, nullptr, "retry", "-1"}, {nullptr, nullptr, "retryattemptshow", "0"},
+        {nullptr, nullptr, "maxputrow", "500"}, {nullptr, nullptr, "maxputlen", "5000000"},
+        {nullptr, nullptr, "retryattemptPutRecords", kFresh}, {nullptr, nullptr, "RETRYATTEMPTFAILRECORDS", kFresh},
+        {"maxputlen", "42", nullptr, "42"}, {"maxputlen", "  17", nullptr, "17"}, {"maxputlen", "\t-8", nullptr, "-8"},
+        {"maxputlen", "+9", nullptr, "9"}, {"maxputlen", "12abc", nullptr, "12"}, {"maxputlen", "abc", nullptr, "0"},
+        {"maxputlen", "", nullptr, "0"}, {"maxputlen", "- 5", nullptr, "0"}, {"maxputlen", "0x1F", nullptr, "0"},
+        {"maxputlen", "007", nullptr, "7"}, {"maxputlen", "2147483647", nullptr, "2147483647"},
+        {"maxputlen", "-2147483648", nullptr, "-2147483648"}, {"maxputlen", "99999999999", nullptr, "2147483647"},
+        {"maxputlen", "-99999999999", nullptr, "-2147483648"}, {"RETRY", "5", "retry", "5"},
+        {"RetryAttemptShow", "2", "RETRYATTEMPTSHOW", "2"}, {"MAXPUTROW", "0", "maxputrow", "0"},
+        {"maxPutLen", "1000", "MaxPutLen", "1000"}, {"retry", "none", nullptr, "0"}, {"retry", "-1", nullptr, "-1"},
+        {"exceptiontranslator", nullptr, "retry", "-1"}, {"ExceptionTranslator", "x", "maxputrow", "500"},
+        {"retry", nullptr, nullptr, "-1", "rxKinesis::setParam bad param value NULL [retry]"},
+        {"retries", "1", "retry", "-1", "rxKinesis::setParam bad param name [retries]"},
+        {"retr", "1", "retry", "-1", "rxKinesis::setParam bad param name [retr]"},
+        {"", "1", "retry", "-1", "rxKinesis::setParam bad param name []"},
+        {"retryattemptPutRecords", "1", nullptr, kFresh, "rxKinesis::setParam bad param name [retryattemptPutRecords]"},
+        {"RETRYATTEMPTFAILRECORDS", "1", nullptr, kFresh, "rxKinesis::setParam bad param name [RETRYATTEMPTFAILRECORDS]"},
+        {nullptr, nullptr, "exceptiontranslator", nullptr, "rxKinesis::getParam bad param name [exceptiontranslator]"},
+        {nullptr, nullptr, "maxput", nullptr, "rxKinesis::getParam bad param name [maxput]"},
     };
-    for (const auto& [value, expected] : cases) {
-        ASSERT_EQ(lib().SetParam(0, "maxputlen", value), 0) << value;
-        EXPECT_EQ(param(0, "maxputlen"), expected) << value;
+    for (const Case& c : kRows) {
+        const char* const getKey = c.getKey ? c.getKey : c.setKey;
+        SCOPED_TRACE(std::string(c.setKey ? c.setKey : "-") + " = " + (c.value ? c.value : "NULL") + ", " + getKey);
+        const int32_t id = newClient(host());
+        host().SetGlobalErrorStr("kept");
+        LogCapture::reset();
+        if (c.setKey) { EXPECT_EQ(host().SetParam(id, c.setKey, c.value), std::strstr(c.error, "setParam") ? -1 : 0); }
+        Guarded buffer(c.got ? std::strlen(c.got) + 1 : 64);
+        EXPECT_EQ(host().GetParam(id, getKey, buffer.data()), c.got ? 0 : -1);
+        EXPECT_EQ(globalError() + "|" + std::to_string(LogCapture::traceTexts().size()) + "|" + logWithLengths(),
+                  "kept|0|" + (*c.error ? withLength(c.error) : std::string()));
+        EXPECT_EQ(c.got ? buffer.text() + (buffer.guardsIntact() ? "" : " overrun") : std::to_string(buffer.untouched()), c.got ? c.got : "1");
+        EXPECT_EQ(clientError(id), c.error);
     }
-    ASSERT_EQ(lib().SetParam(0, "retry", "none"), 0);
-    EXPECT_EQ(param(0, "retry"), "0");
-    ASSERT_EQ(lib().SetParam(0, "retry", "-1"), 0);
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_TRUE(LogCapture::logTexts().empty());
 }
 
-// Catches a case-sensitive key comparison, and keys that write the wrong field.
-TEST_F(Parameters, KeysInAnyCaseReachTheirOwnField) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(lib().SetParam(0, "RETRY", "5"), 0);
-    EXPECT_EQ(lib().SetParam(0, "RetryAttemptShow", "2"), 0);
-    EXPECT_EQ(lib().SetParam(0, "MAXPUTROW", "11"), 0);
-    EXPECT_EQ(lib().SetParam(0, "maxPutLen", "1000"), 0);
-    EXPECT_EQ(param(0, "retry"), "5");
-    EXPECT_EQ(param(0, "RETRYATTEMPTSHOW"), "2");
-    EXPECT_EQ(param(0, "maxputrow"), "11");
-    EXPECT_EQ(param(0, "MaxPutLen"), "1000");
-}
-
-// Catches unknown or read-only names that change something, words that go astray, and a
-// GetParam that writes into the buffer on failure.
-TEST_F(Parameters, UnknownAndReadOnlyNamesAreRefused) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    lib().SetGlobalErrorStr("kept");
-    for (const char* name : {"retries", "retr", "retryattemptPutRecords", "RETRYATTEMPTFAILRECORDS", ""}) {
+// Would catch a case-sensitive name, a prefix match in either direction, words that don't show
+// the name as given or that reach the global text, and an unbounded copy of a value into its
+// field (12 and 512 bytes) or of a long name into the 256-byte message buffer.
+TEST(Parameters, GlobalNames) {
+    const std::string longText(5000, 'v');
+    struct Case { std::string name; const char* value; int32_t result; };
+    const Case kRows[] = {
+        {"delimiter", ",", 0}, {"DELIMITER", ",", 0}, {"dElImItEr", ",", 0}, {"statspath", "/s", 0},
+        {"StatsPath", "/s", 0}, {"statspath", longText.c_str(), 0}, {"delimiter", longText.c_str(), 0},
+        {"delim", ",", -1}, {"Delimiters", ",", -1}, {"delimiter ", ",", -1}, {"stats", ",", -1},
+        {"STATSPATHX", ",", -1}, {"", ",", -1}, {longText, ",", -1},
+    };
+    Library* const lib = &host();
+    lib->SetGlobalErrorStr("kept");
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name.substr(0, 20));
         LogCapture::reset();
-        EXPECT_EQ(lib().SetParam(0, name, "1"), -1) << name;
-        const std::string words = std::string("rxKinesis::setParam bad param name [") + name + "]";
-        EXPECT_EQ(clientError(0), words);
-        EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{words});
+        EXPECT_EQ(lib->SetGlobalParam(c.name.c_str(), c.value), c.result);
+        const std::string words = ("rxKinesis::SetGlobalParam bad param name [" + c.name + "]").substr(0, 255);
+        EXPECT_EQ(logWithLengths(), c.result ? withLength(words) : "");
     }
-    for (const char* name : {"exceptiontranslator", "maxput", "nothing"}) {
-        LogCapture::reset();
-        GuardedBuffer buffer(64);
-        EXPECT_EQ(lib().GetParam(0, name, buffer.data()), -1) << name;
-        EXPECT_TRUE(buffer.untouched());
-        const std::string words = std::string("rxKinesis::getParam bad param name [") + name + "]";
-        EXPECT_EQ(clientError(0), words);
-        EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{words});
-    }
-    EXPECT_EQ(param(0, "retry"), "-1");
-    EXPECT_EQ(param(0, "maxputrow"), "500");
     EXPECT_EQ(globalError(), "kept");
 }
 
-// Catches a translator key that looks at its value, and a numeric key that reads a null value.
-TEST_F(Parameters, TranslatorActionAndNullValues) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(lib().SetParam(0, "exceptiontranslator", nullptr), 0);
-    EXPECT_EQ(lib().SetParam(0, "ExceptionTranslator", "anything"), 0);
-    EXPECT_TRUE(LogCapture::logTexts().empty());
-
-    ASSERT_EQ(lib().SetParam(0, "retry", "3"), 0);
-    EXPECT_EQ(lib().SetParam(0, "retry", nullptr), -1);
-    EXPECT_EQ(param(0, "retry"), "3");
-    EXPECT_EQ(clientError(0), "rxKinesis::setParam bad param value NULL [retry]");
+// Would catch a translator action that installs nothing, installs it for the wrong thread, or
+// still acts when the frame refused the call: a processor fault inside the library (the probe's
+// access violation) reaches only a thread that installed it as an SE_Exception.
+TEST(Parameters, TranslatorBelongsToTheCallingThread) {
+    struct Case { const char* name; std::function<void(int32_t)> beforehand; bool translated; };
+    const Case kRows[] = {
+        {"nothing installed", [](int32_t) {}, false}, {"InititializeInterface", [](int32_t) { host().InititializeInterface(); }, true},
+        {"refused by the frame", [](int32_t) { host().SetParam(-5, "exceptiontranslator", "1"); }, false},
+        {"SetParam", [](int32_t id) { host().SetParam(id, "ExceptionTranslator", nullptr); }, true},
+        {"nothing installed on this thread, after others did", [](int32_t) {}, false},
+    };
+    const int32_t id = newClient(host());
+    for (const Case& c : kRows) {
+        bool translated = false;
+        std::thread([&] {
+            c.beforehand(id);
+            try { host().Dummy(id, "exception"); } catch (const SE_Exception& fault) { translated = fault.code == 0xC0000005u; } catch (...) {}
+        }).join();
+        EXPECT_EQ(translated, c.translated) << c.name;
+    }
 }
 
-// Catches a translator key that installs nothing, installs it for the wrong thread, or that
-// still acts when the frame refused the call.
-TEST_F(TranslatorAction, InstalledForTheCallingThreadOnly) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(5, "exceptiontranslator", "1"), -1); }),
-              Arrival::AsOtherObject);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().SetParam(0, "ExceptionTranslator", nullptr), 0); }),
-              Arrival::AsSeException);
-    EXPECT_EQ(faultOnThread(lib(), [this] { EXPECT_EQ(lib().InititializeInterface(), 0); }),
-              Arrival::AsSeException);
-    EXPECT_EQ(faultOnThread(lib(), [] {}), Arrival::AsOtherObject);
+std::string letters(std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i) text.push_back(static_cast<char>('a' + i % 26));
+    return text;
 }
 
-// Catches counter texts in the wrong format or with the wrong initial values.
-TEST_F(Parameters, CounterTextsOfANewClient) {
-    startWithSinks();
-    ASSERT_EQ(createClient(), 0);
-    EXPECT_EQ(param(0, "retryattemptPutRecords"), "0;9223372036854775807;0;0;");
-    EXPECT_EQ(param(0, "RETRYATTEMPTFAILRECORDS"), "0;9223372036854775807;0;0;");
-    GuardedBuffer buffer(27);
-    ASSERT_EQ(lib().GetParam(0, "retryattemptFailRecords", buffer.data()), 0);
-    EXPECT_EQ(buffer.text(), "0;9223372036854775807;0;0;");
-    EXPECT_TRUE(buffer.guardsIntact());
-    EXPECT_EQ(buffer.at(26), '\0');
+// Would catch an off-by-one at the fitting boundary (L-1 bytes are whole and unmarked), a mark
+// placed at L-7 instead of L-10 or a write into the last three bytes, a negative prefix for
+// buffers below ten bytes, any write for a length of zero or below, and a client's text copied
+// by another rule (a 5,000-character key makes a last-error text of a full message buffer).
+TEST(TruncatingCopy, EveryBoundary) {
+    enum Expect { Whole, Marked, Prefix, Nothing };
+    enum Source { Global, Client, Refusal };  // the global text, a client's 1023 bytes, GetErrorStr's own refusal
+    struct Case { int32_t size; std::size_t textBytes; Expect expect; Source source = Global; };
+    const Case kRows[] = {
+        {1, 0, Whole}, {2, 1, Whole}, {9, 8, Whole}, {10, 9, Whole}, {11, 10, Whole}, {64, 63, Whole}, {256, 255, Whole},
+        {10, 10, Marked}, {10, 11, Marked}, {11, 11, Marked}, {16, 17, Marked}, {256, 256, Marked}, {1024, 5024, Marked},
+        {1, 5000, Prefix}, {2, 5000, Prefix}, {5, 5000, Prefix}, {9, 5000, Prefix}, {0, 5, Nothing}, {-1, 0, Nothing},
+        {-10, 5, Nothing}, {INT32_MIN, 5000, Nothing}, {256, 1023, Marked, Client}, {1023, 1023, Marked, Client},
+        {1024, 1023, Whole, Client}, {1025, 1023, Whole, Client}, {5, 1023, Prefix, Client}, {256, 38, Whole, Refusal},
+        {12, 38, Marked, Refusal}, {0, 38, Nothing, Refusal},
+    };
+    Library& lib = host();
+    const int32_t id = newClient(lib);
+    ASSERT_EQ(lib.SetParam(id, letters(5000).c_str(), "1"), -1);
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(std::to_string(c.size) + " " + std::to_string(c.source) + " " + std::to_string(c.textBytes));
+        const std::string text = c.source == Global ? letters(c.textBytes) : c.source == Refusal ? "rxKinesis::GetErrorStr bad param id -3"
+                                 : ("rxKinesis::setParam bad param name [" + letters(5000)).substr(0, c.textBytes);
+        if (c.source == Global) lib.SetGlobalErrorStr(text.c_str());
+        Guarded buffer(c.size > 0 ? static_cast<std::size_t>(c.size) : 16);
+        char* const given = buffer.data();
+        LogCapture::reset();
+        EXPECT_EQ(c.source == Global ? lib.GetGlobalErrorStr(given, c.size) : lib.GetErrorStr(c.source == Client ? id : -3, given, c.size), given);
+        EXPECT_EQ(LogCapture::traceTexts().size(), c.source == Client ? 1u : 0u);
+        if (c.source == Client) { EXPECT_TRUE(LogCapture::traceContains(fmt("GetErrorStr id:%d  lenBuffer:%d errSize:1023", id, c.size))); }
+        const std::size_t size = static_cast<std::size_t>(c.size);
+        const std::string expected = c.expect == Whole ? text : c.expect == Marked ? text.substr(0, size - 10) + " [...]" : c.expect == Prefix ? text.substr(0, size - 1) : "";
+        if (c.expect != Nothing) { EXPECT_EQ(buffer.text(), expected); }
+        if (c.expect != Nothing) { EXPECT_EQ(buffer.at(expected.size()) + std::to_string(buffer.untouchedTail()), '\0' + std::to_string(c.expect == Marked ? 3 : size - expected.size() - 1)); }
+        EXPECT_TRUE(c.expect == Nothing ? buffer.untouched() : buffer.guardsIntact());
+    }
 }
 
 }  // namespace
