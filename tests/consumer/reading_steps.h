@@ -1,0 +1,44 @@
+// A reading of one shard driven as the host drives it, written as a row of steps:
+//   "S4=0"     StartShardIterator with type code 4 (no start value) returns 0
+//   "gr0"      GetRecordFromIterator hands out the record "r0" (with its sequence number, if known)
+//   "g-"       GetRecordFromIterator returns 2, length 0, both buffers untouched
+//   "Gr0"      as g, with a null sequence buffer
+//   "n=2"      NextShardIterator returns 2;  "x=0"  StopShardIterator returns 0
+//   "Pa,b=2"   PollShardIterator calls back with "a" then "b" and returns 2 ("P=0": no callback)
+//   "Qa=-4"    the same with a callback that stops the pair from inside
+//   "or2"      GetRecord at the sequence number of "r2" reads "r2"
+//   "+r5"      a new record "r5" is written to the stream
+#pragma once
+
+#include "connector_client.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace rxk::test {
+
+constexpr const char* kShard0 = "shardId-000000000000";
+
+// Host buffers filled with a guard byte, to see what a call wrote and where it stopped.
+struct GuardedBuffer {
+    explicit GuardedBuffer(std::size_t bytes);
+    char* data() { return bytes.data(); }
+    std::string text() const;     // up to the first NUL
+    bool untouched() const;       // nothing written at all
+    bool intactAfterText() const; // nothing written past the text and its NUL
+    std::vector<char> bytes;
+};
+
+struct Reading {
+    std::int32_t client = -1;
+    std::string stream;
+    std::int32_t limit = 10;
+    std::map<std::string, std::string> sequenceOf;             // record text -> sequence number
+    std::function<void(const std::string&)> put = nullptr;     // for "+" steps
+};
+
+void runSteps(Reading& reading, const std::string& steps);
+
+}  // namespace rxk::test
