@@ -37,8 +37,8 @@ void expectRead(Reading& r, const std::string& expected, bool withSequence) {
     std::int32_t length = -7;
     const std::int32_t result = connector().GetRecordFromIterator(
         r.client, r.stream.c_str(), kShard0, withSequence ? sequence.data() : nullptr, data.data(), &length);
-    if (expected == "-") {
-        EXPECT_EQ(result, RXK_NO_RECORD);
+    if (expected == "-" || expected == "!") {
+        EXPECT_EQ(result, expected == "-" ? RXK_NO_RECORD : RXK_NO_ITERATOR);
         EXPECT_EQ(length, 0);
         EXPECT_TRUE(data.untouched() && sequence.untouched());
         return;
@@ -58,12 +58,17 @@ void runStep(Reading& r, const std::string& step) {
     SCOPED_TRACE(step);
     const char op = step[0];
     const std::string rest = step.substr(1);
-    const auto equals = rest.find('=');
+    const auto equals = rest.find('='), at = rest.find('@');
     const std::int32_t result = equals == std::string::npos ? 0 : std::stoi(rest.substr(equals + 1));
     auto& library = connector();
     const char* stream = r.stream.c_str();
     switch (op) {
-        case 'S': EXPECT_EQ(library.StartShardIterator(r.client, stream, kShard0, nullptr, r.limit, std::stoi(rest)), result); break;
+        case 'S': {
+            const std::string value = at == std::string::npos ? "" : rest.substr(at + 1, equals - at - 1);
+            const char* startValue = value.empty() ? nullptr : r.sequenceOf.count(value) ? r.sequenceOf[value].c_str() : value.c_str();
+            EXPECT_EQ(library.StartShardIterator(r.client, stream, kShard0, startValue, r.limit, std::stoi(rest)), result);
+            break;
+        }
         case 'g': expectRead(r, rest, true); break;
         case 'G': expectRead(r, rest, false); break;
         case 'n': EXPECT_EQ(library.NextShardIterator(r.client, stream, kShard0), result); break;
@@ -81,7 +86,7 @@ void runStep(Reading& r, const std::string& step) {
             GuardedBuffer data(16384);
             std::int32_t length = -7;
             EXPECT_EQ(library.GetRecord(r.client, stream, kShard0, r.sequenceOf.at(rest).c_str(), data.data(), &length), RXK_OK);
-            EXPECT_EQ(data.text(), rest);
+            EXPECT_TRUE(data.text() == rest && length == static_cast<std::int32_t>(rest.size()) && data.intactAfterText());
             break;
         }
         case '+': r.put(rest); break;
@@ -93,13 +98,10 @@ void runStep(Reading& r, const std::string& step) {
 
 GuardedBuffer::GuardedBuffer(std::size_t size) : bytes(size, kGuard) {}
 std::string GuardedBuffer::text() const { return std::string(bytes.data(), strnlen(bytes.data(), bytes.size())); }
-bool GuardedBuffer::untouched() const {
-    return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c == kGuard; });
-}
-bool GuardedBuffer::intactAfterText() const {
-    const std::size_t end = text().size() + 1;
-    return end <= bytes.size() && std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(end), bytes.end(),
-                                              [](char c) { return c == kGuard; });
+bool GuardedBuffer::untouched() const { return guardedFrom(0); }
+bool GuardedBuffer::intactAfterText() const { return text().size() < bytes.size() && guardedFrom(text().size() + 1); }
+bool GuardedBuffer::guardedFrom(std::size_t offset) const {
+    return std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(offset), bytes.end(), [](char c) { return c == kGuard; });
 }
 
 void runSteps(Reading& reading, const std::string& steps) {

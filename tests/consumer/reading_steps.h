@@ -1,7 +1,8 @@
 // A reading of one shard driven as the host drives it, written as a row of steps:
 //   "S4=0"     StartShardIterator with type code 4 (no start value) returns 0
+//   "S1@r2=0"  the same with type code 1 and the sequence number of "r2" (or the text after @)
 //   "gr0"      GetRecordFromIterator hands out the record "r0" (with its sequence number, if known)
-//   "g-"       GetRecordFromIterator returns 2, length 0, both buffers untouched
+//   "g-"       GetRecordFromIterator returns 2, length 0, both buffers untouched ("g!": -4)
 //   "Gr0"      as g, with a null sequence buffer
 //   "n=2"      NextShardIterator returns 2;  "x=0"  StopShardIterator returns 0
 //   "Pa,b=2"   PollShardIterator calls back with "a" then "b" and returns 2 ("P=0": no callback)
@@ -28,6 +29,7 @@ struct GuardedBuffer {
     std::string text() const;     // up to the first NUL
     bool untouched() const;       // nothing written at all
     bool intactAfterText() const; // nothing written past the text and its NUL
+    bool guardedFrom(std::size_t offset) const;
     std::vector<char> bytes;
 };
 

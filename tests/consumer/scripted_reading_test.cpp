@@ -76,7 +76,7 @@ TEST_F(ScriptedReading, StepsAgainstScriptedAnswers) {
         LogCapture::reset();
         Reading reading{client.id(), "scripted", 100, {}, nullptr};
         runSteps(reading, c.steps);
-        if (!c.iterators.empty()) EXPECT_EQ(sent("GetRecords", "ShardIterator"), c.iterators);
+        EXPECT_EQ(c.iterators.empty() ? c.iterators : sent("GetRecords", "ShardIterator"), c.iterators);
         EXPECT_TRUE(logTexts().empty());
         EXPECT_EQ(client.lastError(), "");
         connector().StopShardIterator(client.id(), "scripted", kShard0);
@@ -88,56 +88,52 @@ TEST_F(ScriptedReading, StepsAgainstScriptedAnswers) {
 // on its way, a restart that clears what only its own path writes, or a code without meaning
 // sent with a made-up position.
 TEST_F(ScriptedReading, WhatAStartPutsOnTheWire) {
-    struct Case { const char* name; std::int32_t type; const char* value; std::int32_t limit; const char* earlierSequence;
-                  std::int32_t result; const char* wireType; const char* wireSequence; const char* wireTimestamp; };
-    const Case kRows[] = {
-        {"0: no position, value ignored", 0, "2016-04-04T19:58:46Z", 10, nullptr, 2, "", "", nullptr},
-        {"1 with its sequence number", 1, "49590338271490256608559692538361571095921575989136588898", 0, nullptr, 2,
-         "AT_SEQUENCE_NUMBER", "49590338271490256608559692538361571095921575989136588898", nullptr},
-        {"1 with null: no sequence number", 1, nullptr, -5, nullptr, 2, "AT_SEQUENCE_NUMBER", "", nullptr},
-        {"2 with its sequence number", 2, "12", 1, nullptr, 2, "AFTER_SEQUENCE_NUMBER", "12", nullptr},
-        {"2 with null", 2, nullptr, 10000, nullptr, 2, "AFTER_SEQUENCE_NUMBER", "", nullptr},
-        {"3 in epoch seconds", 3, "2016-04-04T19:58:46.480Z", 20000, nullptr, 2, "AT_TIMESTAMP", "", "1459799926.48"},
-        {"3 with null: no timestamp", 3, nullptr, 10, nullptr, 2, "AT_TIMESTAMP", "", nullptr},
-        {"4 ignores its value", 4, "12", 10, nullptr, 2, "TRIM_HORIZON", "", nullptr},
-        {"5 ignores its value", 5, "2016-04-04T19:58:46Z", 10, nullptr, 2, "LATEST", "", nullptr},
-        {"a restart with 5 after 1 keeps the sequence number", 5, nullptr, 10, "33", 2, "LATEST", "33", nullptr},
-        {"6 is refused before any request", 6, nullptr, 10, nullptr, -1, nullptr, nullptr, nullptr},
-        {"-1 is refused", -1, nullptr, 10, nullptr, -1, nullptr, nullptr, nullptr},
-        {"INT32_MIN is refused", INT32_MIN, nullptr, 10, nullptr, -1, nullptr, nullptr, nullptr},
+    struct Case { const char* name; std::int32_t type; const char* value; std::int32_t limit; const char* earlier; const char* wire[3]; };
+    const Case kRows[] = {  // wire: ShardIteratorType, StartingSequenceNumber, a fragment of the Timestamp member
+        {"0: no position, value ignored", 0, "2016-04-04T19:58:46Z", 10, nullptr, {"", "", nullptr}},
+        {"1 with its sequence number", 1, "4959033827149025660855969253836157109592157598913", 0, nullptr,
+         {"AT_SEQUENCE_NUMBER", "4959033827149025660855969253836157109592157598913", nullptr}},
+        {"1 with null: no sequence number", 1, nullptr, -5, nullptr, {"AT_SEQUENCE_NUMBER", "", nullptr}},
+        {"2 with its sequence number", 2, "12", 1, nullptr, {"AFTER_SEQUENCE_NUMBER", "12", nullptr}},
+        {"2 with null", 2, nullptr, 10000, nullptr, {"AFTER_SEQUENCE_NUMBER", "", nullptr}},
+        {"3 in epoch seconds", 3, "2016-04-04T19:58:46.480Z", 20000, nullptr, {"AT_TIMESTAMP", "", "\"Timestamp\":1459799926.48"}},
+        {"3 with null: no timestamp and no timestamp line", 3, nullptr, 10, nullptr, {"AT_TIMESTAMP", "", nullptr}},
+        {"4 ignores its value", 4, "12", 10, nullptr, {"TRIM_HORIZON", "", nullptr}},
+        {"5 ignores its value", 5, "2016-04-04T19:58:46Z", 10, nullptr, {"LATEST", "", nullptr}},
+        {"a restart with 5 after 1 keeps the sequence number", 5, nullptr, 10, "33", {"LATEST", "33", nullptr}},
     };
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
         connector().StopShardIterator(client.id(), "requests", kShard0);
-        if (c.earlierSequence) connector().StartShardIterator(client.id(), "requests", kShard0, c.earlierSequence, 10, 1);
+        if (c.earlier) connector().StartShardIterator(client.id(), "requests", kShard0, c.earlier, 10, RXK_AT_SEQUENCE_NUMBER);
         endpoint.clear();
         LogCapture::reset();
-        EXPECT_EQ(connector().StartShardIterator(client.id(), "requests", kShard0, c.value, c.limit, c.type), c.result);
-        if (!c.wireType) {
-            const std::string line = clientLine(client.id(), "startGetIterator [requests]:[shardId-000000000000] unknown type:" + std::to_string(c.type));
-            EXPECT_EQ(client.lastError(), line);
-            EXPECT_TRUE(LogCapture::logContains(line));
-            EXPECT_EQ(endpoint.count(), 0);
-            EXPECT_EQ(connector().StopShardIterator(client.id(), "requests", kShard0), RXK_NO_ITERATOR);
-            continue;
-        }
+        EXPECT_EQ(connector().StartShardIterator(client.id(), "requests", kShard0, c.value, c.limit, c.type), RXK_NO_RECORD);
         EXPECT_EQ(connector().NextShardIterator(client.id(), "requests", kShard0), RXK_NO_RECORD);
         const auto starts = endpoint.requests("GetShardIterator");
         ASSERT_EQ(starts.size(), 1u);
-        EXPECT_EQ(member(starts[0].body, "ShardIteratorType"), c.wireType);
-        EXPECT_EQ(member(starts[0].body, "StreamName"), "requests");
-        EXPECT_EQ(member(starts[0].body, "ShardId"), kShard0);
-        EXPECT_EQ(member(starts[0].body, "StartingSequenceNumber"), c.wireSequence);
-        EXPECT_EQ(starts[0].body.find("Timestamp") != std::string::npos, c.wireTimestamp != nullptr) << starts[0].body;
-        if (c.wireTimestamp) EXPECT_NE(starts[0].body.find(c.wireTimestamp), std::string::npos) << starts[0].body;
+        EXPECT_EQ(member(starts[0].body, "StreamName") + " " + member(starts[0].body, "ShardId"), std::string("requests ") + kShard0);
+        EXPECT_EQ(member(starts[0].body, "ShardIteratorType"), c.wire[0]);
+        EXPECT_EQ(member(starts[0].body, "StartingSequenceNumber"), c.wire[1]);
+        EXPECT_EQ(starts[0].body.find(c.wire[2] ? c.wire[2] : "Timestamp") != std::string::npos, c.wire[2] != nullptr) << starts[0].body;
         EXPECT_EQ(sent("GetRecords", "Limit"), std::vector<std::string>(2, std::to_string(c.limit)));
-        EXPECT_FALSE(LogCapture::logContains("timestamp:") && !c.wireTimestamp);
+        EXPECT_EQ(LogCapture::logContains("timestamp:"), c.wire[2] != nullptr);
     }
+    for (std::int32_t type : {6, -1, INT32_MIN}) {
+        SCOPED_TRACE(type);
+        LogCapture::reset();
+        EXPECT_EQ(connector().StartShardIterator(client.id(), "unknown", kShard0, nullptr, 10, type), RXK_ERROR);
+        const std::string line = clientLine(client.id(), "startGetIterator [unknown]:[shardId-000000000000] unknown type:" + std::to_string(type));
+        EXPECT_EQ(logTexts(), std::vector<std::string>{line});
+        EXPECT_EQ(client.lastError(), line);
+    }
+    EXPECT_EQ(endpoint.count("GetShardIterator"), 1) << "only the last start of the table";
+    EXPECT_EQ(connector().StopShardIterator(client.id(), "unknown", kShard0), RXK_NO_ITERATOR);
 }
 
 // Would catch a write past the poll's 10000-byte data buffer or its 264-byte sequence buffer
 // (the text is cut and terminated, the length stays the record's own), or a cut where none is
-// needed; GetRecordFromIterator, whose host sizes the buffers, gets the whole record.
+// needed; GetRecordFromIterator, whose host sizes the buffers, gets the whole data.
 TEST_F(ScriptedReading, PollCutsAtItsBufferSizes) {
     struct Case { const char* name; std::size_t dataBytes, sequenceBytes, polledData, polledSequence; };
     const Case kRows[] = {
@@ -145,33 +141,28 @@ TEST_F(ScriptedReading, PollCutsAtItsBufferSizes) {
         {"data one byte over", 10000, 56, 9999, 56},
         {"both far over", 12000, 300, 9999, 263},
     };
-    static std::string polledData, polledSequence;
+    static std::string polled[2];
     static std::int32_t polledLength;
     const PollCallback keep = [](std::int32_t, const char*, const char*, const char* sequence, const char* data, std::int32_t length) {
-        polledData = data, polledSequence = sequence, polledLength = length;
+        polled[0] = data, polled[1] = sequence, polledLength = length;
         return 0;
     };
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
         const std::string data(c.dataBytes, 'd'), sequence(c.sequenceBytes, '7');
-        for (bool poll : {true, false}) {
-            endpoint.load(R"({"rules":[{"operation":"GetRecords","times":1,"answer":{"records":[{"data":")" + data +
-                          R"(","sequence":")" + sequence + R"("}],"next_iterator":"n"}}]})");
-            ASSERT_EQ(connector().StartShardIterator(client.id(), "cut", kShard0, nullptr, 10, RXK_TRIM_HORIZON), RXK_OK);
-            if (poll) {
-                EXPECT_EQ(connector().PollShardIterator(client.id(), "cut", kShard0, keep), RXK_NO_RECORD);
-                EXPECT_EQ(polledData, data.substr(0, c.polledData));
-                EXPECT_EQ(polledSequence, sequence.substr(0, c.polledSequence));
-                EXPECT_EQ(polledLength, static_cast<std::int32_t>(c.dataBytes));
-            } else {
-                GuardedBuffer text(c.dataBytes + 64), number(RXK_POLL_SEQUENCE_BYTES + 64);
-                std::int32_t length = 0;
-                EXPECT_EQ(connector().GetRecordFromIterator(client.id(), "cut", kShard0, number.data(), text.data(), &length), RXK_OK);
-                EXPECT_EQ(text.text(), data);
-                EXPECT_EQ(number.text(), sequence.substr(0, RXK_POLL_SEQUENCE_BYTES - 1));
-                EXPECT_TRUE(text.intactAfterText() && number.intactAfterText());
-            }
-        }
+        endpoint.load(R"({"rules":[{"operation":"GetRecords","times":2,"answer":{"records":[{"data":")" + data +
+                      R"(","sequence":")" + sequence + R"("}],"next_iterator":"n"}}]})");
+        ASSERT_EQ(connector().StartShardIterator(client.id(), "cut", kShard0, nullptr, 10, RXK_TRIM_HORIZON), RXK_OK);
+        GuardedBuffer text(c.dataBytes + 64), number(RXK_POLL_SEQUENCE_BYTES + 64);
+        std::int32_t length = 0;
+        EXPECT_EQ(connector().GetRecordFromIterator(client.id(), "cut", kShard0, number.data(), text.data(), &length), RXK_OK);
+        EXPECT_EQ(text.text(), data);
+        EXPECT_EQ(number.text(), sequence.substr(0, RXK_POLL_SEQUENCE_BYTES - 1));
+        EXPECT_TRUE(text.intactAfterText() && number.intactAfterText());
+        EXPECT_EQ(connector().PollShardIterator(client.id(), "cut", kShard0, keep), RXK_NO_RECORD);  // the second answer
+        EXPECT_EQ(polled[0], data.substr(0, c.polledData));
+        EXPECT_EQ(polled[1], sequence.substr(0, c.polledSequence));
+        EXPECT_EQ(polledLength, static_cast<std::int32_t>(c.dataBytes));
     }
 }
 
