@@ -13,17 +13,11 @@ class EmulatorReading : public ::testing::Test {
 protected:
     void SetUp() override { LogCapture::reset(); }
 
-    // A fresh one-shard stream holding `data`, in order; the reading knows their sequence numbers.
-    Reading seeded(const std::vector<std::string>& data, std::int32_t limit = 10) {
-        Reading reading{client.id(), kinesalite.createUniqueStream("reading"), limit, {}, nullptr};
-        reading.put = [this, &reading](const std::string& text) {
-            reading.sequenceOf[text] = kinesalite.putRecord(reading.stream, text).sequenceNumber;
-        };
-        for (const std::string& text : data) reading.put(text);
+    // A reading of a fresh one-shard stream, after `steps`.
+    Reading seeded(const std::string& steps, std::int32_t limit = 10) {
+        Reading reading{client.id(), kinesalite.createUniqueStream("reading"), limit, {}, &kinesalite};
+        runSteps(reading, steps);
         return reading;
-    }
-    std::string pairLine(const std::string& method, const std::string& stream, const std::string& rest) {
-        return clientLine(client.id(), method + " [" + stream + "]:[" + kShard0 + "] " + rest);
     }
 
     Kinesalite& kinesalite = sharedKinesalite();
@@ -55,23 +49,7 @@ TEST_F(EmulatorReading, StartsCursorAndPoll) {
     };
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
-        Reading reading = seeded({"r0", "r1", "r2", "r3", "r4"}, c.limit);
-        runSteps(reading, c.steps);
-    }
-}
-
-// Would catch a timestamp line with other fields, a one-based month, or on the trace sink.
-TEST_F(EmulatorReading, TimestampLineHasTheZeroBasedMonth) {
-    const std::pair<const char*, const char*> kRows[] = {
-        {"2016-04-04T19:58:46.480Z", "ts:2016-03-04 19.58.46 ItTimestamp:2016-03-04 19.58.46"},
-        {"not a time", "ts:1970-00-01 00.00.00 ItTimestamp:1970-00-01 00.00.00"}};
-    Reading reading = seeded({"r0"});
-    for (const auto& [value, parsed] : kRows) {
-        SCOPED_TRACE(value);
-        LogCapture::reset();
-        connector().StartShardIterator(client.id(), reading.stream.c_str(), kShard0, value, 10, RXK_AT_TIMESTAMP);
-        EXPECT_EQ(logTexts(), std::vector<std::string>{pairLine("startGetIterator", reading.stream, std::string("timestamp:") + value + " " + parsed)});
-        EXPECT_FALSE(LogCapture::traceContains("timestamp:"));
+        seeded(std::string("+r0 +r1 +r2 +r3 +r4 ") + c.steps, c.limit);
     }
 }
 
@@ -83,7 +61,7 @@ TEST_F(EmulatorReading, DataIsTextUpToTheFirstNulWithTheWholeLength) {
     std::vector<std::pair<std::string, std::string>> rows = {  // data, text
         {noNul, noNul}, {std::string(1, '\0') + noNul, ""}, {std::string("ab\0cd", 5), "ab"}};
     for (int value = 0; value < 256; ++value) rows.push_back({std::string(1, static_cast<char>(value)), std::string(value > 0, static_cast<char>(value))});
-    Reading reading = seeded({});
+    Reading reading = seeded("");
     std::vector<std::string> sequences;
     for (const auto& row : rows) sequences.push_back(kinesalite.putRecord(reading.stream, row.first).sequenceNumber);
     const char* stream = reading.stream.c_str();
@@ -99,68 +77,6 @@ TEST_F(EmulatorReading, DataIsTextUpToTheFirstNulWithTheWholeLength) {
             EXPECT_EQ(length, static_cast<std::int32_t>(rows[i].first.size()));
             EXPECT_TRUE(buffer->intactAfterText());
         }
-    }
-}
-
-// Would catch a registry that compares names without case or by prefix, makes a second
-// reading for a restarted pair, shifts the wrong entry on removal, takes an empty name for a
-// missing one, cuts a 255-character name, or lets a longer one match a cut one. The streams
-// don't exist, so every start is an empty batch.
-TEST_F(EmulatorReading, RegistryKeepsOneReadingPerPairOfNames) {
-    struct Op { char call; std::string stream, shard; std::int32_t result; };
-    const std::string s255(255, 's'), s256(256, 's'), sh0 = kShard0, sh1 = "shardId-000000000001", upper = "SHARDID-000000000000";
-    const std::pair<const char*, std::vector<Op>> kRows[] = {
-        {"names differing only in case are two pairs",
-         {{'s', "Orders", sh0, 2}, {'s', "orders", sh0, 2}, {'s', "orders", upper, 2}, {'s', "orders", sh1, 2}, {'s', "clicks", sh0, 2},
-          {'x', "Orders", sh0, 0}, {'x', "orders", sh0, 0}, {'x', "orders", upper, 0}, {'x', "orders", sh1, 0}, {'x', "clicks", sh0, 0},
-          {'x', "orders", sh0, -4}}},
-        {"a second start reuses the reading", {{'s', "a", sh0, 2}, {'s', "a", sh0, 2}, {'x', "a", sh0, 0}, {'x', "a", sh0, -4}}},
-        {"stopping the middle of three keeps the others",
-         {{'s', "first", sh0, 2}, {'s', "middle", sh0, 2}, {'s', "last", sh0, 2}, {'x', "middle", sh0, 0}, {'n', "first", sh0, 2},
-          {'n', "last", sh0, 2}, {'n', "middle", sh0, -4}, {'x', "last", sh0, 0}, {'x', "first", sh0, 0}}},
-        {"empty names are names", {{'s', "", "", 2}, {'n', "", "", 2}, {'n', "", sh0, -4}, {'x', "", "", 0}}},
-        {"255 characters fit and compare in full", {{'s', s255, sh0, 2}, {'n', s255, sh0, 2}, {'n', s255.substr(1), sh0, -4}, {'x', s255, sh0, 0}}},
-        {"longer names are refused and match nothing",
-         {{'s', s255, sh0, 2}, {'s', s256, sh0, -1}, {'s', s255, std::string(300, 'h'), -1}, {'n', s256, sh0, -4}, {'x', s256, sh0, -4},
-          {'x', s255, sh0, 0}}},
-    };
-    for (const auto& [name, ops] : kRows) {
-        SCOPED_TRACE(name);
-        for (const Op& op : ops) {
-            const char *stream = op.stream.c_str(), *shard = op.shard.c_str();
-            EXPECT_EQ(op.call == 's'   ? connector().StartShardIterator(client.id(), stream, shard, nullptr, 10, RXK_TRIM_HORIZON)
-                      : op.call == 'n' ? connector().NextShardIterator(client.id(), stream, shard)
-                                       : connector().StopShardIterator(client.id(), stream, shard), op.result)
-                << op.call << " " << op.stream.substr(0, 20) << ":" << op.shard.substr(0, 20);
-        }
-    }
-    LogCapture::reset();
-    connector().StartShardIterator(client.id(), s256.c_str(), kShard0, nullptr, 10, RXK_TRIM_HORIZON);
-    EXPECT_EQ(logTexts(), std::vector<std::string>{pairLine("FindIterator", s256, "name longer than 255 characters")});
-}
-
-// Would catch a -4 path with another code, a lost line of the two (the lookup's, then the
-// call's, which the error text keeps), reporting that needs a log sink, or buffers touched.
-TEST_F(EmulatorReading, APairWithoutReadingGivesMinus4AndTwoLines) {
-    struct Case { const char* name; const char* step; const char* method; bool sink; };
-    const Case kRows[] = {
-        {"stop", "x=-4", "stopGetIterator", true},
-        {"next", "n=-4", "nextGetIterator", true},
-        {"get: length 0, buffers untouched", "g!", "getRecordFromIterator", true},
-        {"poll: no callback", "P=-4", "poll", true},
-        {"stop without a log sink: the error text still gets the line", "x=-4", "stopGetIterator", false},
-    };
-    for (const Case& c : kRows) {
-        SCOPED_TRACE(c.name);
-        LogCapture::reset();
-        Reading reading{client.id(), "never-started", 10, {}, nullptr};
-        if (!c.sink) connector().InitLogEventCallBack(nullptr, nullptr);
-        runSteps(reading, c.step);
-        connector().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        const std::string last = pairLine(c.method, reading.stream, "no iterator available");
-        EXPECT_EQ(client.lastError(), last);
-        const std::vector<std::string> bothLines{pairLine("FindIterator", reading.stream, "iterator not found"), last};
-        EXPECT_EQ(logTexts(), c.sink ? bothLines : std::vector<std::string>{});
     }
 }
 
