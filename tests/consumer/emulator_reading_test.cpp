@@ -53,6 +53,14 @@ TEST_F(EmulatorReading, StartsCursorAndPoll) {
     }
 }
 
+// Would catch two streams whose names differ only in case sharing one reading.
+TEST_F(EmulatorReading, StreamsWhoseNamesDifferOnlyInCaseAreReadApart) {
+    Reading reading = seeded("+lower");
+    const std::string upper = "READING" + reading.stream.substr(7);
+    kinesalite.createStream(upper);
+    runSteps(reading, upper + "|0|+UPPER S4=0 " + upper + "|0|S4=0 glower " + upper + "|0|gUPPER g- " + upper + "|0|g-");
+}
+
 // Would catch data copied as a counted block (past an embedded NUL into the host's buffer), cut
 // early on high byte values, or a length that isn't the record's own; through both reads.
 TEST_F(EmulatorReading, DataIsTextUpToTheFirstNulWithTheWholeLength) {
