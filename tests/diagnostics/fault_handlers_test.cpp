@@ -1,244 +1,144 @@
-// How the library's fault handlers live with the host's: faults in host code still reach the
-// handler the host had, and unloading the library puts the host's handlers back. Each case runs
-// in a forked child that loads the library itself (this process never does), since each may end
+// The library's fault handlers next to the host's: faults in host code still reach the handler
+// the host had, and unloading the library puts the host's handlers back. Each row runs in a
+// forked child that loads the library itself (this process never does), since each may end
 // the process and each needs a process in which the library wasn't loaded before.
+#include "child_process.h"
+#include "library.h"
+#include "rxkinesis_exceptions.h"
+
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <functional>
 #include <thread>
 
-#include "library.h"
-#include "rxkinesis_exceptions.h"
-
+namespace rxk::test {
 namespace {
 
-using rxk::test::Library;
-
-constexpr int kHostInfoHandlerExit = 42;
-constexpr int kHostPlainHandlerExit = 43;
 constexpr int kTranslatedSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
-// ---- the host's own code ----
+void hostInfoHandler(int, siginfo_t*, void*) { _exit(42); }
+void hostPlainHandler(int) { _exit(43); }
+void hostLaterHandler(int) {}
 
-void hostInfoHandler(int, siginfo_t*, void*) { _exit(kHostInfoHandlerExit); }
-void hostPlainHandler(int) { _exit(kHostPlainHandlerExit); }
-void hostOtherHandler(int) {}
-
-__attribute__((noinline)) void faultInHostCode() {
+__attribute__((noinline)) void readUnreadablePage() {
     static const volatile char* page = static_cast<const volatile char*>(
         mmap(nullptr, static_cast<size_t>(sysconf(_SC_PAGESIZE)), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     static_cast<void>(*page);
 }
 
-__attribute__((noinline)) void divideByZeroInHostCode() {
-    int dividend = 1;
-    int high = 0;
+// In assembly, so that no sanitizer check stands in front of the processor's own.
+__attribute__((noinline)) void divideByZero() {
+    int dividend = 1, high = 0;
     const int divisor = 0;
     asm volatile("idivl %2" : "+a"(dividend), "+d"(high) : "r"(divisor));
 }
 
-void setHandler(int signal, void (*handler)(int)) {
+// A sent signal thrown as if the processor had raised it would end here.
+void raiseSegv() {
+    try { raise(SIGSEGV); } catch (...) { _exit(71); }
+}
+
+void setDisposition(int signal, void (*plain)(int), void (*info)(int, siginfo_t*, void*) = nullptr) {
     struct sigaction action {};
-    action.sa_handler = handler;
+    if (info) action.sa_sigaction = info, action.sa_flags = SA_SIGINFO;
+    else action.sa_handler = plain;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
 
-void setInfoHandler(int signal, void (*handler)(int, siginfo_t*, void*)) {
-    struct sigaction action {};
-    action.sa_sigaction = handler;
-    action.sa_flags = SA_SIGINFO;
-    sigemptyset(&action.sa_mask);
-    sigaction(signal, &action, nullptr);
+// Who receives `signal` now: the handler's address, and whether it takes siginfo.
+std::pair<void*, bool> disposition(int signal) {
+    struct sigaction current {};
+    sigaction(signal, nullptr, &current);
+    const bool info = current.sa_flags & SA_SIGINFO;
+    return {info ? reinterpret_cast<void*>(current.sa_sigaction) : reinterpret_cast<void*>(current.sa_handler), info};
 }
 
-// ---- what a child saw ----
-
-// The part of a disposition that says who receives the signal.
-struct Disposition {
-    void* handler = nullptr;
-    bool withInfo = false;
-
-    static Disposition of(int signal) {
-        struct sigaction current {};
-        sigaction(signal, nullptr, &current);
-        Disposition disposition;
-        disposition.withInfo = (current.sa_flags & SA_SIGINFO) != 0;
-        disposition.handler = disposition.withInfo ? reinterpret_cast<void*>(current.sa_sigaction)
-                                                   : reinterpret_cast<void*>(current.sa_handler);
-        return disposition;
-    }
-
-    bool operator==(const Disposition& other) const { return handler == other.handler && withInfo == other.withInfo; }
-    bool operator!=(const Disposition& other) const { return !(*this == other); }
-};
-
-// A child can't report through gtest: it names what failed on stderr and exits with 1.
-class ChildChecks {
-public:
-    void check(bool condition, const char* what) {
-        if (condition) return;
-        std::fprintf(stderr, "child check failed: %s\n", what);
-        failed_ = true;
-    }
-    [[noreturn]] void finish() { _exit(failed_ ? 1 : 0); }
-
-private:
-    bool failed_ = false;
-};
-
-// Runs `body` in a child without core dumps and returns the child's wait status.
-int statusOfChild(const std::function<void()>& body) {
-    std::fflush(stdout);
-    std::fflush(stderr);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        freopen("/dev/null", "w", stdout);  // the probe's lines are not this test's business
-        const rlimit noCore{0, 0};
-        setrlimit(RLIMIT_CORE, &noCore);
-        body();
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status;
+std::string ending(int status) {
+    return WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status)) : "signal " + std::to_string(WTERMSIG(status));
 }
 
-bool exitedWith(int status, int code) { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
-bool killedBy(int status, int signal) { return WIFSIGNALED(status) && WTERMSIG(status) == signal; }
-
-bool libraryIsLoaded(const std::string& path) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (handle != nullptr) dlclose(handle);
-    return handle != nullptr;
-}
-
-// Catches: host faults thrown as exceptions or swallowed instead of going to the handler the
-// host had installed before loading the library, on threads with and without the translator.
-TEST(FaultHandlers, HostFaultReachesTheHostsEarlierHandler) {
-    const int withTranslator = statusOfChild([] {
-        setInfoHandler(SIGSEGV, hostInfoHandler);
-        Library library(Library::Unload::Never);
-        std::thread([&] {
-            library.InititializeInterface();
-            faultInHostCode();
-        }).join();
-    });
-    EXPECT_TRUE(exitedWith(withTranslator, kHostInfoHandlerExit)) << "status " << withTranslator;
-
-    const int plainHandler = statusOfChild([] {
-        setHandler(SIGSEGV, hostPlainHandler);
-        Library library(Library::Unload::Never);
-        std::thread([&] { faultInHostCode(); }).join();
-    });
-    EXPECT_TRUE(exitedWith(plainHandler, kHostPlainHandlerExit)) << "status " << plainHandler;
-
-    const int arithmetic = statusOfChild([] {
-        setInfoHandler(SIGFPE, hostInfoHandler);
-        Library library(Library::Unload::Never);
-        library.InititializeInterface();
-        divideByZeroInHostCode();
-    });
-    EXPECT_TRUE(exitedWith(arithmetic, kHostInfoHandlerExit)) << "status " << arithmetic;
-}
-
-// Catches: a host fault that loops for ever or vanishes when the host had no handler: the
-// process must end by the signal, as it would without the library.
-TEST(FaultHandlers, HostFaultWithDefaultActionEndsTheProcess) {
-    struct Case {
-        const char* name;
-        int signal;
-        void (*disposition)(int);
-        void (*fault)();
+// Would catch a host fault thrown as an exception, swallowed, or looping for ever instead of
+// going to the handler the host had before it loaded the library (or to the default action),
+// on threads with and without the translator.
+TEST(FaultHandlers, HostFaultsReachTheHostsEarlierHandler) {
+    struct Case { const char* name; int signal; void (*plain)(int); void (*info)(int, siginfo_t*, void*); void (*fault)(); bool translator; const char* ending; };
+    const Case kRows[] = {
+        {"SA_SIGINFO handler, translator thread", SIGSEGV, nullptr, hostInfoHandler, readUnreadablePage, true, "exit 42"},
+        {"plain handler, plain thread", SIGSEGV, hostPlainHandler, nullptr, readUnreadablePage, false, "exit 43"},
+        {"arithmetic fault, SA_SIGINFO handler", SIGFPE, nullptr, hostInfoHandler, divideByZero, true, "exit 42"},
+        {"default action ends the process", SIGSEGV, SIG_DFL, nullptr, readUnreadablePage, true, "signal 11"},
+        {"default action, arithmetic", SIGFPE, SIG_DFL, nullptr, divideByZero, true, "signal 8"},
+        {"an ignored fault still ends the process", SIGSEGV, SIG_IGN, nullptr, readUnreadablePage, true, "signal 11"},
+        {"a sent SIGSEGV isn't translated", SIGSEGV, SIG_DFL, nullptr, raiseSegv, true, "signal 11"},
     };
-    for (const Case& c : {Case{"segmentation", SIGSEGV, SIG_DFL, faultInHostCode},
-                          Case{"arithmetic", SIGFPE, SIG_DFL, divideByZeroInHostCode},
-                          Case{"ignored", SIGSEGV, SIG_IGN, faultInHostCode}}) {
+    for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
-        const int status = statusOfChild([&c] {
-            setHandler(c.signal, c.disposition);
+        const ChildRun run = runInChild([&c] {
+            setDisposition(c.signal, c.plain, c.info);
             Library library(Library::Unload::Never);
-            library.InititializeInterface();
-            c.fault();
+            std::thread([&] {
+                if (c.translator) library.InititializeInterface();
+                c.fault();
+            }).join();
+            return std::string();
         });
-        EXPECT_TRUE(killedBy(status, c.signal)) << "status " << status;
+        EXPECT_EQ(ending(run.status), c.ending);
     }
 }
 
-// Catches: handlers left pointing into an unloaded library, or the wrong ones put back.
-TEST(FaultHandlers, UnloadPutsBackTheHandlersFoundAtLoad) {
-    const int status = statusOfChild([] {
-        ChildChecks checks;
-        setInfoHandler(SIGSEGV, hostInfoHandler);
-        setHandler(SIGBUS, hostPlainHandler);
-        setHandler(SIGFPE, SIG_IGN);
-        setHandler(SIGILL, SIG_DFL);
-        Disposition before[4];
-        for (int i = 0; i < 4; ++i) before[i] = Disposition::of(kTranslatedSignals[i]);
-        std::string path;
-        {
-            Library library(Library::Unload::OnDestruction);
-            path = library.path();
-            for (int i = 0; i < 4; ++i)
-                checks.check(Disposition::of(kTranslatedSignals[i]) != before[i], "handler installed at load");
-        }
-        checks.check(!libraryIsLoaded(path), "library unloaded by dlclose");
-        for (int i = 0; i < 4; ++i)
-            checks.check(Disposition::of(kTranslatedSignals[i]) == before[i], "earlier handler put back");
-        checks.finish();
-    });
-    EXPECT_TRUE(exitedWith(status, 0)) << "status " << status;
-}
-
-// Catches: unloading clobbering a handler that the host installed after loading the library.
-TEST(FaultHandlers, UnloadLeavesLaterHandlersAlone) {
-    const int status = statusOfChild([] {
-        ChildChecks checks;
-        const Disposition busBefore = Disposition::of(SIGBUS);
-        {
-            Library library(Library::Unload::OnDestruction);
-            setHandler(SIGSEGV, hostOtherHandler);
-        }
-        checks.check(Disposition::of(SIGSEGV) == Disposition{reinterpret_cast<void*>(hostOtherHandler), false},
-                     "later handler kept");
-        checks.check(Disposition::of(SIGBUS) == busBefore, "earlier handler put back");
-        checks.finish();
-    });
-    EXPECT_TRUE(exitedWith(status, 0)) << "status " << status;
-}
-
-// Catches: a library loaded a second time that no longer translates (handlers or per-thread
-// state not set up again after an unload).
-TEST(FaultHandlers, ReloadedLibraryTranslatesAgain) {
-    const int status = statusOfChild([] {
-        ChildChecks checks;
-        { Library first(Library::Unload::OnDestruction); }
-        Library library(Library::Unload::Never);
-        std::thread([&] {
-            library.InititializeInterface();
-            const int32_t id = library.CreateClient("us-east-1", "probe-key", "probe-secret");
-            checks.check(id >= 0, "client created");
-            bool translated = false;
-            try {
-                library.Dummy(id, "exception");
-            } catch (SE_Exception& caught) {
-                translated = caught.code == 0xC0000005u;
-            } catch (...) {
-            }
-            checks.check(translated, "fault arrives as SE_Exception");
-        }).join();
-        checks.finish();
-    });
-    EXPECT_TRUE(exitedWith(status, 0)) << "status " << status;
+// Would catch handlers left pointing into an unloaded library, the wrong ones put back, a
+// handler the host installed after loading clobbered, or a library loaded again that no longer
+// translates. Each row returns what went wrong, or nothing.
+TEST(FaultHandlers, UnloadPutsBackWhatTheHostHad) {
+    const std::pair<const char*, std::string (*)()> kRows[] = {
+        {"the handlers found at load come back", [] {
+             setDisposition(SIGSEGV, nullptr, hostInfoHandler), setDisposition(SIGBUS, hostPlainHandler);
+             setDisposition(SIGFPE, SIG_IGN), setDisposition(SIGILL, SIG_DFL);
+             std::pair<void*, bool> before[4];
+             for (int i = 0; i < 4; ++i) before[i] = disposition(kTranslatedSignals[i]);
+             std::string wrong;
+             {
+                 Library library(Library::Unload::OnDestruction);
+                 for (int i = 0; i < 4; ++i) wrong += disposition(kTranslatedSignals[i]) == before[i] ? "not installed; " : "";
+             }
+             for (int i = 0; i < 4; ++i) wrong += disposition(kTranslatedSignals[i]) != before[i] ? "not put back; " : "";
+             void* stillThere = dlopen(libraryPathFromEnvironment().c_str(), RTLD_NOW | RTLD_NOLOAD);
+             return wrong + (stillThere ? "not unloaded" : "");
+         }},
+        {"a handler set after loading stays", [] {
+             const auto bus = disposition(SIGBUS);
+             { Library library(Library::Unload::OnDestruction); setDisposition(SIGSEGV, hostLaterHandler); }
+             const bool kept = disposition(SIGSEGV) == std::pair<void*, bool>{reinterpret_cast<void*>(hostLaterHandler), false};
+             return std::string(kept ? "" : "later handler lost; ") + (disposition(SIGBUS) == bus ? "" : "SIGBUS not put back");
+         }},
+        {"a library loaded again translates again", [] {
+             { Library first(Library::Unload::OnDestruction); }
+             Library library(Library::Unload::Never);
+             std::string arrival = "nothing";
+             std::thread([&] {
+                 library.InititializeInterface();
+                 try {
+                     library.Dummy(library.CreateClient("us-east-1", "probe-key", "probe-secret"), "exception");
+                 } catch (SE_Exception& caught) {
+                     arrival = caught.code == 0xC0000005u ? "" : "another code";
+                 } catch (...) {
+                     arrival = "catch-all";
+                 }
+             }).join();
+             return arrival;
+         }},
+    };
+    for (const auto& [name, body] : kRows) {
+        SCOPED_TRACE(name);
+        const ChildRun run = runInChild(body);
+        EXPECT_EQ(ending(run.status), "exit 0");
+        EXPECT_EQ(run.report, "");
+    }
 }
 
 }  // namespace
+}  // namespace rxk::test
