@@ -40,16 +40,15 @@ struct Keys {
 std::string botocoreAuthorization(const SeenRequest& request, const std::string& url, const Keys& keys) {
     const std::string base = "/tmp/rxk-sigv4-" + std::to_string(getpid());
     std::ofstream description(base + ".request", std::ios::binary);
-    description << "K\taccess_key\t" << keys.access << "\nK\tsecret_key\t" << keys.secret << "\nK\ttoken\t"
-                << keys.token << "\nK\tregion\t" << keys.region << "\nK\tservice\tkinesis\nK\turl\t" << url
-                << "/\nK\tamz_date\t" << request.header("x-amz-date") << "\n";
+    description << "K\taccess_key\t" << keys.access << "\nK\tsecret_key\t" << keys.secret << "\nK\ttoken\t" << keys.token
+                << "\nK\tregion\t" << keys.region << "\nK\tservice\tkinesis\nK\turl\t" << url << "/\nK\tamz_date\t"
+                << request.header("x-amz-date") << "\n";
     for (const auto& [name, value] : request.headers) description << "H\t" << name << "\t" << value << "\n";
     description.close();
     std::ofstream(base + ".body", std::ios::binary) << request.body;
-    const std::string authorization =
-        runCommand("python3 '" RXK_BOTOCORE_SIGNER "' '" + base + ".request' '" + base + ".body' 2>&1");
-    unlink((base + ".request").c_str());
-    unlink((base + ".body").c_str());
+    const std::string authorization = runCommand("python3 '" RXK_BOTOCORE_SIGNER "' '" + base + ".request' '" + base + ".body' 2>&1");
+    std::remove((base + ".request").c_str());
+    std::remove((base + ".body").c_str());
     return authorization;
 }
 
@@ -63,54 +62,44 @@ std::string binary(size_t from) {
     return data;
 }
 
-PutRecordsRequest oddBatch() {
+void oddBatch(const Client& client) {
     PutRecordsRequest request;
     request.SetStreamName("s\"t\\r\xc3\xa9\x01m");
     for (int i = 0; i < 20; ++i)
         request.AddRecords(PutRecordsRequestEntry().WithPartitionKey("k\xe2\x82\xac " + std::to_string(i)).WithData(bytes(binary(i))));
-    return request;
+    client.PutRecords(request);
 }
+
+void smallPut(const Client& c) { c.PutRecord(PutRecordRequest().WithStreamName("s").WithPartitionKey("k").WithData(bytes("x"))); }
 
 struct Case {
     const char* name;
     const char* operation;
     std::function<void(const Client&)> call;
-    Keys keys;
+    Keys keys = {};
     const char* script = "{}";
 };
-
-Keys withTokenElsewhere() {
-    Keys keys;
-    keys.token = "FwoGZXIvYXdzEJr//////////wEaDHc0a2V5c2Vzc2lvbg==";
-    keys.region = "eu-central-1";
-    keys.secret = "secret+with/slashes=";
-    return keys;
-}
-
-const Keys kAnonymous{"", "", "", "us-east-1"};
-
 const Case kRows[] = {
-    {"PutRecord, binary data and a hash key", "PutRecord",
-     [](const Client& c) { c.PutRecord(PutRecordRequest().WithStreamName("s").WithPartitionKey("pk").WithExplicitHashKey("12345").WithData(bytes(binary(0)))); }},
-    {"PutRecords, odd names", "PutRecords", [](const Client& c) { c.PutRecords(oddBatch()); }},
-    {"GetShardIterator at a timestamp", "GetShardIterator",
-     [](const Client& c) { c.GetShardIterator(GetShardIteratorRequest().WithStreamName("s").WithShardId("shardId-000000000001")
-                                                   .WithShardIteratorType(ShardIteratorType::AT_TIMESTAMP)
-                                                   .WithTimestamp(Aws::Utils::DateTime(int64_t{1767225600123}))); }},
+    {"PutRecord, binary data and a hash key", "PutRecord", [](const Client& c) {
+         c.PutRecord(PutRecordRequest().WithStreamName("s").WithPartitionKey("pk").WithExplicitHashKey("12345").WithData(bytes(binary(0))));
+     }},
+    {"PutRecords, odd names", "PutRecords", oddBatch},
+    {"GetShardIterator at a timestamp", "GetShardIterator", [](const Client& c) {
+         c.GetShardIterator(GetShardIteratorRequest().WithStreamName("s").WithShardId("shardId-000000000001")
+             .WithShardIteratorType(ShardIteratorType::AT_TIMESTAMP).WithTimestamp(Aws::Utils::DateTime(int64_t{1767225600123})));
+     }},
     {"GetRecords, a long iterator", "GetRecords",
      [](const Client& c) { c.GetRecords(GetRecordsRequest().WithShardIterator(std::string(300, 'I') + "/+=").WithLimit(10000)); }},
     {"ListStreams", "ListStreams", [](const Client& c) { c.ListStreams(ListStreamsRequest()); }},
-    {"DescribeStream, a page", "DescribeStream",
-     [](const Client& c) { c.DescribeStream(DescribeStreamRequest().WithStreamName("s").WithLimit(5).WithExclusiveStartShardId("shardId-0")); }},
-    {"CreateStream", "CreateStream",
-     [](const Client& c) { c.CreateStream(CreateStreamRequest().WithStreamName("new-stream").WithShardCount(4)); }},
-    {"session token, another region", "PutRecord",
-     [](const Client& c) { c.PutRecord(PutRecordRequest().WithStreamName("s").WithPartitionKey("k").WithData(bytes("x"))); },
-     withTokenElsewhere()},
-    {"a retry, signed again", "PutRecord",
-     [](const Client& c) { c.PutRecord(PutRecordRequest().WithStreamName("s").WithPartitionKey("k").WithData(bytes("x"))); },
-     Keys(), R"({"rules":[{"operation":"PutRecord","attempts":[1],"answer":{"error":"InternalFailure","status":500}}]})"},
-    {"empty keys: unsigned", "ListStreams", [](const Client& c) { c.ListStreams(ListStreamsRequest()); }, kAnonymous},
+    {"DescribeStream, a page", "DescribeStream", [](const Client& c) {
+         c.DescribeStream(DescribeStreamRequest().WithStreamName("s").WithLimit(5).WithExclusiveStartShardId("shardId-0"));
+     }},
+    {"CreateStream", "CreateStream", [](const Client& c) { c.CreateStream(CreateStreamRequest().WithStreamName("new").WithShardCount(4)); }},
+    {"session token, another region, a secret with slashes", "PutRecord", smallPut,
+     {"AKIDEXAMPLE", "secret+with/slashes=", "FwoGZXIvYXdzEJr//////////wEaDHc0a2V5c2Vzc2lvbg==", "eu-central-1"}},
+    {"a retry, signed again", "PutRecord", smallPut, {},
+     R"({"rules":[{"operation":"PutRecord","attempts":[1],"answer":{"error":"InternalFailure","status":500}}]})"},
+    {"empty keys: unsigned", "PutRecord", smallPut, {"", "", "", "us-east-1"}},
 };
 
 class SdkApi : public ::testing::Environment {
