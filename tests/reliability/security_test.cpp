@@ -2,6 +2,7 @@
 // (bar the one trace line of client initialisation that carries the keys by design), TLS
 // certificates are verified, and hostile names and keys arrive byte for byte without changing
 // the shape of a request.
+#include "every_path.h"
 #include "fault_endpoint.h"
 #include "library.h"
 
@@ -27,44 +28,16 @@ TEST(Security, SecretKeyOnlyInTheInitialisationTraceLine) {
     Library& lib = sharedLibrary();
     LogCapture::reset();
     lib.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-    lib.InititializeInterface();
-    FaultEndpoint endpoint(R"({"streams":[{"name":"secure","shards":1}],
-        "rules":[{"operation":"PutRecords","attempts":[1],"answer":{"fail_records":{"positions":[1]}}}]})");
-    std::vector<std::string> exposed;  // everything a run shows the host
-    for (const std::string& url : {endpoint.endpoint(), std::string("http://127.0.0.1:1")}) {
-        ServiceEnvironment environment(url, ServiceEnvironment::SdkRetries::Off);
-        EXPECT_EQ(lib.CreateClient("", kAccessKey, kSecret), RXK_ERROR);
-        const int32_t id = lib.CreateClient("us-east-1", kAccessKey, kSecret);
-        lib.SetParam(id, "retry", "1");
-        lib.SetParam(id, "retryattemptshow", "2");
-        lib.SetParam(id, "no-such-parameter", kSecret);
-        lib.PutRecord(id, "secure", nullptr, nullptr, "data", 4);
-        const int32_t list = lib.CreateListRecord(id);
-        for (int i = 0; i < 3; ++i) lib.AddRecordToList(id, list, nullptr, nullptr, "batch", 5);
-        lib.PutRecords(id, list, "secure", nullptr, nullptr, nullptr, nullptr, "secure");
-        lib.PutRecords(id, list + 7, "secure", nullptr, nullptr, nullptr, nullptr, "secure");
-        lib.StartShardIterator(id, "secure", "shardId-000000000000", nullptr, 10, RXK_TRIM_HORIZON);
-        lib.StopShardIterator(id, "secure", "shardId-000000000000");
-        lib.StopShardIterator(id, "secure", "shardId-000000000000");
-        char text[RXK_ERROR_TEXT_BYTES + 88];
-        int32_t length = sizeof text;
-        lib.GetListShards(id, "no-such-stream", text, &length);
-        lib.CreateStream(id, "secure", 1);
-        exposed.push_back(lib.GetErrorStr(id, text, sizeof text));
-        for (const char* name : {"retry", "retryattemptPutRecords", "retryattemptFailRecords", "secretkey"})
-            if (lib.GetParam(id, name, text) == 0) exposed.push_back(text);
-        lib.FreeClient(id);
-    }
-    char text[RXK_ERROR_TEXT_BYTES];
-    exposed.push_back(lib.GetGlobalErrorStr(text, sizeof text));
+    FaultEndpoint endpoint(R"({"streams":[{"name":"paths","shards":1}],
+        "rules":[{"operation":"PutRecords","answer":{"fail_records":{"key_prefix":"fail-"}}}]})");
+    std::vector<std::string> exposed = exerciseEveryPath(lib, endpoint.endpoint(), kAccessKey, kSecret);
+    lib.InitLogEventCallBack(nullptr, nullptr);
     for (const std::string& line : LogCapture::logTexts()) exposed.push_back(line);
-    const std::string initialisation = std::string("><") + kAccessKey + "><" + kSecret + ">";
+    const std::string keys = std::string("><") + kAccessKey + "><" + kSecret + ">";
     int initialisationLines = 0;
     for (const std::string& line : LogCapture::traceTexts()) {
-        const bool init = line.find(" KinesisEnv::init <") != std::string::npos &&
-                          line.size() > initialisation.size() &&
-                          line.compare(line.size() - initialisation.size(), initialisation.size(), initialisation) == 0;
-        if (init) ++initialisationLines;
+        if (line.find(" KinesisEnv::init <") != std::string::npos && line.size() > keys.size() &&
+            line.compare(line.size() - keys.size(), keys.size(), keys) == 0) ++initialisationLines;
         else exposed.push_back(line);
     }
     for (const auto& request : endpoint.requests()) {
@@ -75,7 +48,6 @@ TEST(Security, SecretKeyOnlyInTheInitialisationTraceLine) {
     for (const std::string& text : exposed) EXPECT_EQ(text.find(kSecret), std::string::npos) << text.substr(0, 300);
     EXPECT_EQ(initialisationLines, 4) << "one initialisation line per CreateClient";
     EXPECT_NE(endpoint.requests("PutRecord").at(0).header("authorization").find(kAccessKey), std::string::npos);
-    lib.InitLogEventCallBack(nullptr, nullptr);
 }
 
 // Catches: certificate verification off, which lets anyone on the path read and forge records.
@@ -135,16 +107,20 @@ std::string member(const std::string& body, const char* name) {
 // Catches: names and keys pasted into the JSON unescaped, so that a stream name could add
 // members, end the document or move a record to another stream, or leak into a header.
 TEST(Security, HostileNamesAndKeysArriveByteForByte) {
-    const std::string kRows[] = {
-        "quote\"quote", "back\\slash\\", "control\x01\x02\x1f\t\r\nend", "caf\xc3\xa9-\xe2\x82\xac", "bad\xff\xfe\xc0utf8",
-        "x\",\"Injected\":\"1", "}]}", "\\u0000", "%s%n%d",
+    // The endpoint records a body that isn't UTF-8 byte by byte, as characters U+0080..U+00FF.
+    struct Case { std::string sent, recorded; };
+    const Case kRows[] = {
+        {"quote\"quote", ""}, {"back\\slash\\", ""}, {"control\x01\x02\x1f\t\r\nend", ""}, {"caf\xc3\xa9-\xe2\x82\xac", ""},
+        {"bad\xff\xfe\xc0utf8", "bad\xc3\xbf\xc3\xbe\xc3\x80utf8"}, {"x\",\"Injected\":\"1", ""}, {"}]}", ""}, {"\\u0000", ""}, {"%s%n%d", ""},
     };
     Library& lib = sharedLibrary();
     lib.InititializeInterface();
     FaultEndpoint endpoint;
     ServiceEnvironment environment(endpoint.endpoint(), ServiceEnvironment::SdkRetries::Off);
     const int32_t id = lib.CreateClient("us-east-1", kAccessKey, kSecret);
-    for (const std::string& hostile : kRows) {
+    for (const Case& c : kRows) {
+        const std::string& hostile = c.sent;
+        const std::string recorded = c.recorded.empty() ? hostile : c.recorded;
         SCOPED_TRACE(hostile);
         endpoint.clear();
         const char* text = hostile.c_str();
@@ -166,17 +142,19 @@ TEST(Security, HostileNamesAndKeysArriveByteForByte) {
             SCOPED_TRACE(request.operation);
             EXPECT_EQ(request.header("x-amz-target"), "Kinesis_20131202." + request.operation);
             for (const auto& [name, value] : request.headers) EXPECT_EQ(value.find(hostile), std::string::npos) << name;
-            if (request.operation != "GetRecords") EXPECT_EQ(member(request.body, "StreamName"), hostile);
+            if (request.operation != "GetRecords") {
+                EXPECT_EQ(member(request.body, "StreamName"), recorded);
+            }
             if (request.operation == "GetShardIterator") {
-                EXPECT_EQ(member(request.body, "ShardId") + member(request.body, "StartingSequenceNumber"), hostile + hostile);
+                EXPECT_EQ(member(request.body, "ShardId") + member(request.body, "StartingSequenceNumber"), recorded + recorded);
             }
         }
         const auto put = endpoint.requests("PutRecord"), batch = endpoint.requests("PutRecords");
         ASSERT_EQ(put.size() * 10 + batch.size(), 11u);
         ASSERT_EQ(put[0].records.size() * 10 + batch[0].records.size(), 12u);
-        EXPECT_EQ(put[0].records[0].partitionKey + "|" + put[0].records[0].data, hostile + "|data");
+        EXPECT_EQ(put[0].records[0].partitionKey + "|" + put[0].records[0].data, recorded + "|data");
         EXPECT_EQ(batch[0].records[0].partitionKey + "|" + batch[0].records[0].data + "|" + batch[0].records[1].partitionKey,
-                  hostile + "|one|plain");
+                  recorded + "|one|plain");
     }
     lib.FreeClient(id);
 }

@@ -99,9 +99,13 @@ TEST(SdkRules, EndpointResolution) {
         std::istringstream list(c.settings);
         for (std::string item; std::getline(list, item, ',');)
             settings[item.substr(0, item.find('='))] = item.find('=') == std::string::npos ? "" : item.substr(item.find('=') + 1);
-        auto variable = [&](const char* key) { return settings.count(key) ? std::optional<std::string>(settings[key]) : std::nullopt; };
-        rxk::test::EnvVar kinesis("AWS_ENDPOINT_URL_KINESIS", variable("kinesis")), generic("AWS_ENDPOINT_URL", variable("generic")),
-            ignore("AWS_IGNORE_CONFIGURED_ENDPOINT_URLS", variable("ignore"));
+        // The scope restores every endpoint variable; the row's settings replace its own.
+        rxk::test::ServiceEnvironment scope("http://127.0.0.1:9");
+        for (const char* key : {"kinesis", "generic", "ignore"}) {
+            const char* name = *key == 'k' ? "AWS_ENDPOINT_URL_KINESIS" : *key == 'g' ? "AWS_ENDPOINT_URL" : "AWS_IGNORE_CONFIGURED_ENDPOINT_URLS";
+            if (settings.count(key)) setenv(name, settings[key].c_str(), 1);
+            else unsetenv(name);
+        }
         Aws::Client::ClientConfiguration config;
         config.region = settings["region"];
         config.endpointOverride = settings["override"];
