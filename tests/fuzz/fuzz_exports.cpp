@@ -26,9 +26,10 @@ enum class Operation {
     Dummy, kCount
 };
 
-void expectCode(const char* exportName, int32_t result, std::initializer_list<int32_t> documented) {
+int32_t expectCode(const char* exportName, int32_t result, std::initializer_list<int32_t> documented) {
     if (std::find(documented.begin(), documented.end(), result) == documented.end())
         fail(exportName, "returned the undocumented result " + std::to_string(result));
+    return result;
 }
 // The call, its name for the finding, and the codes the header documents for it.
 #define CALL(name, expression, ...) expectCode(name, guarded(name, [&] { return expression; }), {__VA_ARGS__})
@@ -98,84 +99,82 @@ private:
         r.data = oneInEight() ? nullptr : r.bytes.data();
     }
 
+    // Each case takes its arguments from the input in the order written (the layout of the corpus
+    // and the regression inputs), then makes the call.
     void perform(Operation operation) {
         std::string a, b, c;
         Record r;
+        int32_t id = -1, l = -1, stated = 0, length = -7;
         switch (operation) {
         case Operation::CreateClient: {
             const char *region = text(a, {"us-east-1", "eu-west-1", "cn-north-1", "not a region"}), *key = text(b, {"AKID"}), *secret = text(c, {"secret"});
-            const int32_t id = guarded("CreateClient", [&] { return lib_.CreateClient(region, key, secret); });
-            if (id >= 0) clients_.push_back(id);
+            if ((id = guarded("CreateClient", [&] { return lib_.CreateClient(region, key, secret); })) >= 0) clients_.push_back(id);
             break;
         }
-        case Operation::FreeClient: { const int32_t id = client(); CALL("FreeClient", lib_.FreeClient(id), 0, -1); break; }
-        case Operation::GetErrorStr: {
-            const int32_t id = client();
-            textInto("GetErrorStr", [&](char* target, int32_t stated) { return lib_.GetErrorStr(id, target, stated); });
+        case Operation::FreeClient: id = client(); CALL("FreeClient", lib_.FreeClient(id), 0, -1); break;
+        case Operation::GetErrorStr:
+            id = client();
+            textInto("GetErrorStr", [&](char* target, int32_t size) { return lib_.GetErrorStr(id, target, size); });
             break;
-        }
         case Operation::SetParam: {
-            const int32_t id = client();
+            id = client();
             const char *name = text(a, kClientParameters), *value = text(b, kNumbers);
             CALL("SetParam", lib_.SetParam(id, name, value), 0, -1);
             break;
         }
         case Operation::GetParam: {
-            const int32_t id = client();
+            id = client();
             const char* name = text(a, kClientParameters);
             GuardedBuffer buffer(RXK_ERROR_TEXT_BYTES + 88, "GetParam buffer");
             char* target = oneInEight() ? nullptr : buffer.data();
-            const int32_t result = guarded("GetParam", [&] { return lib_.GetParam(id, name, target); });
-            expectCode("GetParam", result, {0, -1});
-            if (result == 0) buffer.expectTerminated();
+            if (CALL("GetParam", lib_.GetParam(id, name, target), 0, -1) == 0) buffer.expectTerminated();
             break;
         }
         case Operation::PutRecord: {
-            const int32_t id = client();
+            id = client();
             const char *stream = text(a, kStreams), *key = text(b, {"pk"}), *hashKey = text(c, kHashKeys);
             record(r);
             CALL("PutRecord", lib_.PutRecord(id, stream, key, hashKey, r.data, r.length), 0, -1);
             break;
         }
         case Operation::GetLastResultPutRecord: {
-            const int32_t id = client();
+            id = client();
             ResultBuffers o(in_);
             CALL("GetLastResultPutRecord", lib_.GetLastResultPutRecord(id, o.pick(0, o.stream), o.pick(1, o.shard), o.pick(2, o.sequence),
                  o.successFlag(), o.pick(4, o.key), o.pick(5, o.hashKey), o.pick(6, o.error), o.lengthOut()), 0, -1);
             break;
         }
-        case Operation::CreateListRecord: {
-            const int32_t id = client(), listId = guarded("CreateListRecord", [&] { return lib_.CreateListRecord(id); });
-            if (listId >= 0) lists_.push_back(listId);
-            else expectCode("CreateListRecord", listId, {-1});
+        case Operation::CreateListRecord:
+            id = client();
+            if ((l = guarded("CreateListRecord", [&] { return lib_.CreateListRecord(id); })) >= 0) lists_.push_back(l);
+            else expectCode("CreateListRecord", l, {-1});
             break;
-        }
-        case Operation::ClearListRecord: { const int32_t id = client(), l = list(); CALL("ClearListRecord", lib_.ClearListRecord(id, l), 0, -1); break; }
-        case Operation::FreeListRecord: { const int32_t id = client(), l = list(); CALL("FreeListRecord", lib_.FreeListRecord(id, l), 0, -1); break; }
+        case Operation::ClearListRecord: id = client(), l = list(); CALL("ClearListRecord", lib_.ClearListRecord(id, l), 0, -1); break;
+        case Operation::FreeListRecord: id = client(), l = list(); CALL("FreeListRecord", lib_.FreeListRecord(id, l), 0, -1); break;
         case Operation::GetListRecordInfo: {
-            const int32_t id = client(), l = list();
+            id = client(), l = list();
             uint32_t count = 0, bytes = 0, *countOut = in_.ConsumeBool() ? &count : nullptr, *bytesOut = in_.ConsumeBool() ? &bytes : nullptr;
             CALL("GetListRecordInfo", lib_.GetListRecordInfo(id, l, countOut, bytesOut), 0, -1, -5);
             break;
         }
         case Operation::AddRecordToList: {
-            const int32_t id = client(), l = list();
+            id = client(), l = list();
             const char *key = text(a, {"pk"}), *hashKey = text(b, {"0", "1", kHashKeys[1]});
             record(r);
             CALL("AddRecordToList", lib_.AddRecordToList(id, l, key, hashKey, r.data, r.length), 0, -1, -2, -3);
             break;
         }
         case Operation::PutRecords: {
-            const int32_t id = client(), l = list();
+            id = client(), l = list();
             const char *stream = text(a, kStreams), *tag = text(b, {"tag"});
-            int32_t put = -7, failed = -7, bytes = -7, output = -7;
-            const bool outputs = in_.ConsumeBool();
-            CALL("PutRecords", outputs ? lib_.PutRecords(id, l, stream, &put, &failed, &bytes, &output, tag)
-                                       : lib_.PutRecords(id, l, stream, nullptr, nullptr, nullptr, nullptr, tag), 0, 3, -1);
+            int32_t counts[4] = {-7, -7, -7, -7};
+            int32_t* out = in_.ConsumeBool() ? counts : nullptr;
+            CALL("PutRecords", lib_.PutRecords(id, l, stream, out ? out : nullptr, out ? out + 1 : nullptr, out ? out + 2 : nullptr, out ? out + 3 : nullptr, tag), 0, 3, -1);
             break;
         }
         case Operation::GetLastResultPutRecords: {
-            const int32_t id = client(), l = list(), index = pickId(in_, {0, 1, 2});
+            id = client(), l = list();
+            const int32_t index = pickId(in_, {0, 1, 2});
             ResultBuffers o(in_);
             CALL("GetLastResultPutRecords", lib_.GetLastResultPutRecords(id, l, index, o.pick(0, o.stream), o.pick(1, o.shard),
                  o.pick(2, o.sequence), o.successFlag(), o.pick(4, o.key), o.pick(5, o.hashKey), o.pick(6, o.error), o.lengthOut()), 0, -1);
@@ -189,12 +188,15 @@ private:
             CALL("StartShardIterator", lib_.StartShardIterator(s.id, s.stream, s.shard, start, limit, type), 0, 2, -1);
             break;
         }
-        case Operation::NextShardIterator: { const Shard s = shard(a, b); CALL("NextShardIterator", lib_.NextShardIterator(s.id, s.stream, s.shard), 0, 2, -1, -4); break; }
+        case Operation::NextShardIterator: {
+            const Shard s = shard(a, b);
+            CALL("NextShardIterator", lib_.NextShardIterator(s.id, s.stream, s.shard), 0, 2, -1, -4);
+            break;
+        }
         case Operation::GetRecordFromIterator: {
             const Shard s = shard(a, b);
             // The tiny Kinesis hands out no records, so any buffer is as long as the longest one + 1.
             GuardedBuffer data(1 + in_.ConsumeIntegralInRange<size_t>(0, 64), "record data"), sequence(RXK_POLL_SEQUENCE_BYTES, "sequence");
-            int32_t length = -7;
             char *sequenceOut = in_.ConsumeBool() ? sequence.data() : nullptr, *dataOut = oneInEight() ? nullptr : data.data();
             int32_t* lengthOut = oneInEight() ? nullptr : &length;
             CALL("GetRecordFromIterator", lib_.GetRecordFromIterator(s.id, s.stream, s.shard, sequenceOut, dataOut, lengthOut), 0, 2, -1, -4);
@@ -206,33 +208,35 @@ private:
             CALL("PollShardIterator", lib_.PollShardIterator(s.id, s.stream, s.shard, callback), 0, 2, -1, -4);
             break;
         }
-        case Operation::StopShardIterator: { const Shard s = shard(a, b); CALL("StopShardIterator", lib_.StopShardIterator(s.id, s.stream, s.shard), 0, -1, -4); break; }
+        case Operation::StopShardIterator: {
+            const Shard s = shard(a, b);
+            CALL("StopShardIterator", lib_.StopShardIterator(s.id, s.stream, s.shard), 0, -1, -4);
+            break;
+        }
         case Operation::GetRecord: {
             const Shard s = shard(a, b);
             const char* sequence = text(c, kStartValues);
             GuardedBuffer data(1 + in_.ConsumeIntegralInRange<size_t>(0, 64), "GetRecord data");
-            int32_t length = -7;
             char* dataOut = oneInEight() ? nullptr : data.data();
             CALL("GetRecord", lib_.GetRecord(s.id, s.stream, s.shard, sequence, dataOut, &length), 0, -1);
             break;
         }
         case Operation::GetData: {
-            const int32_t id = client();
+            id = client();
             const int32_t type = in_.ConsumeBool() ? in_.ConsumeIntegralInRange<int32_t>(-1, 3) : in_.ConsumeIntegral<int32_t>();
             const char *stream = text(a, kStreams), *shardId = text(b, kShards);
             GuardedBuffer buffer(pickBufferSize(in_), "GetData buffer");
-            int32_t stated = pickStatedLength(in_, buffer.size());
+            stated = pickStatedLength(in_, buffer.size());
             const char delimiter = char(in_.ConsumeIntegral<uint8_t>());
             char* target = oneInEight() ? nullptr : buffer.data();
-            const int32_t result = guarded("GetData", [&] { return lib_.GetData(id, type, stream, shardId, target, &stated, delimiter); });
-            expectCode("GetData", result, {0, 1, -1});
+            const int32_t result = CALL("GetData", lib_.GetData(id, type, stream, shardId, target, &stated, delimiter), 0, 1, -1);
             expect("GetData reported more bytes than the buffer holds", result < 0 || (stated >= 0 && size_t(stated) <= buffer.size()));
             break;
         }
         case Operation::GetDataShortcut: {
             const Shard s = shard(a, b);
             GuardedBuffer buffer(pickBufferSize(in_), "GetList buffer");
-            int32_t stated = pickStatedLength(in_, buffer.size());
+            stated = pickStatedLength(in_, buffer.size());
             const int which = in_.ConsumeIntegralInRange<int>(0, 2);
             CALL("GetListStreams/Shards/ShardDetails", which == 0   ? lib_.GetListStreams(s.id, buffer.data(), &stated)
                                                        : which == 1 ? lib_.GetListShards(s.id, s.stream, buffer.data(), &stated)
@@ -240,7 +244,7 @@ private:
             break;
         }
         case Operation::CreateStream: {
-            const int32_t id = client();
+            id = client();
             const char* stream = text(a, kStreams);
             const int32_t shards = in_.ConsumeIntegral<int32_t>();
             CALL("CreateStream", lib_.CreateStream(id, stream, shards), 0, -1);
@@ -257,16 +261,15 @@ private:
                 const char* newText = text(a);
                 guarded("SetGlobalErrorStr", [&] { lib_.SetGlobalErrorStr(newText); return 0; });
             }
-            textInto("GetGlobalErrorStr", [&](char* target, int32_t stated) { return lib_.GetGlobalErrorStr(target, stated); });
+            textInto("GetGlobalErrorStr", [&](char* target, int32_t size) { return lib_.GetGlobalErrorStr(target, size); });
             break;
-        case Operation::InitLogEventCallBack: {  // silenced sinks must be as safe as set ones
-            const int which = in_.ConsumeIntegralInRange<int>(0, 3);
-            setSinks(lib_, which & 1, which & 2);
+        case Operation::InitLogEventCallBack:  // silenced sinks must be as safe as set ones
+            l = in_.ConsumeIntegralInRange<int>(0, 3);
+            setSinks(lib_, l & 1, l & 2);
             break;
-        }
         case Operation::InititializeInterface: CALL("InititializeInterface", lib_.InititializeInterface(), 0); break;
         case Operation::Dummy: {  // only words that name no scenario: the scenarios throw and print by design
-            const int32_t id = client();
+            id = client();
             const char* word = text(a, {"nothing", "", "exceptio", "exception8", "EXCEPTION0"});
             const bool scenario = word && std::strncmp(word, "exception", 9) == 0 && (word[9] == '\0' || (word[9] >= '1' && word[9] <= '7' && word[10] == '\0'));
             if (!scenario) CALL("Dummy", lib_.Dummy(id, word), 0, -1);
