@@ -1,6 +1,6 @@
-# Installation and packaging: the shared library and its headers, the rxkcat host tool with its
-# man page, a CMake package (find_package(rxkinesis) -> rxkinesis::rxkinesis), a pkg-config
-# file, and a Debian package through CPack (cpack -G DEB).
+# Installation and packaging: the shared library and its headers, the rxkcat host tool and the
+# rxkfault endpoint with their man pages, a CMake package (find_package(rxkinesis) ->
+# rxkinesis::rxkinesis), a pkg-config file, and a Debian package through CPack (cpack -G DEB).
 #
 # The bundled SDK is a static library linked into librxkinesis.so: it is neither installed nor
 # exported, and nothing installed refers to it.
@@ -51,25 +51,30 @@ install(CODE "
 ")
 install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/install_pkgconfig.cmake)
 
-# tools/rxkcat installs the program itself; its manual goes beside it.
-if(TARGET rxkcat)
-  # Debian ships man pages compressed (gzip -9n: no name or time stamp, so builds repeat).
-  set(RXKCAT_MAN_SOURCE ${PROJECT_SOURCE_DIR}/tools/rxkcat/rxkcat.1)
-  set(RXKCAT_MAN_PAGE ${PROJECT_BINARY_DIR}/man/rxkcat.1.gz)
-  find_program(RXKINESIS_GZIP gzip)
-  if(RXKINESIS_GZIP)
-    add_custom_command(OUTPUT ${RXKCAT_MAN_PAGE}
-      COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/man
-      COMMAND ${RXKINESIS_GZIP} -9n -c ${RXKCAT_MAN_SOURCE} > ${RXKCAT_MAN_PAGE}
-      DEPENDS ${RXKCAT_MAN_SOURCE}
-      COMMENT "Compressing the rxkcat man page")
-    add_custom_target(rxkcat_man ALL DEPENDS ${RXKCAT_MAN_PAGE})
-    add_dependencies(rxkcat rxkcat_man)
-    install(FILES ${RXKCAT_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  else()
-    install(FILES ${RXKCAT_MAN_SOURCE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+# The tools install their programs themselves; their manuals go beside them. Debian ships man
+# pages compressed (gzip -9n: no name or time stamp, so builds repeat).
+find_program(RXKINESIS_GZIP gzip)
+function(rxk_install_man_page tool)
+  set(source ${PROJECT_SOURCE_DIR}/tools/${tool}/${tool}.1)
+  if(NOT RXKINESIS_GZIP)
+    install(FILES ${source} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    return()
   endif()
-endif()
+  set(page ${PROJECT_BINARY_DIR}/man/${tool}.1.gz)
+  add_custom_command(OUTPUT ${page}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/man
+    COMMAND ${RXKINESIS_GZIP} -9n -c ${source} > ${page}
+    DEPENDS ${source}
+    COMMENT "Compressing the ${tool} man page")
+  add_custom_target(${tool}_man ALL DEPENDS ${page})
+  add_dependencies(${tool} ${tool}_man)
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endfunction()
+foreach(tool rxkcat rxkfault)
+  if(TARGET ${tool})
+    rxk_install_man_page(${tool})
+  endif()
+endforeach()
 
 # ---- Debian package ------------------------------------------------------------------------
 set(CPACK_GENERATOR DEB)
@@ -83,7 +88,9 @@ string(CONCAT CPACK_PACKAGE_DESCRIPTION
   "plain C functions to write records (singly or in retried batches), read\n"
   "shards, list streams and shards, and create streams.\n"
   "The package also holds the headers, the CMake and pkg-config files to build a\n"
-  "host against it, and rxkcat, a command-line host for the library.")
+  "host against it, rxkcat, a command-line host for the library, and rxkfault, a\n"
+  "local Kinesis endpoint that answers from a script, fails on purpose and records\n"
+  "what it was sent, for testing hosts.")
 set(CPACK_STRIP_FILES ON)
 
 # The package installs under /usr. Installing through DESTDIR keeps CMAKE_INSTALL_PREFIX at

@@ -2,9 +2,8 @@
 // port, for tests that want a real stream behind the library.
 #pragma once
 
+#include "child_process.h"
 #include "http_client.h"
-
-#include <sys/types.h>
 
 #include <string>
 #include <vector>
@@ -13,15 +12,11 @@ namespace rxk::test {
 
 class Kinesalite {
 public:
-    // Starts the emulator and waits until it answers (bounded); throws std::runtime_error with
-    // the reason (node or kinesalite missing: run `npm ci`; no answer in time; early exit).
+    // Starts the emulator and waits until it listens (bounded); throws std::runtime_error with
+    // the reason (node or kinesalite missing: run `npm ci`; no port in time; early exit).
     Kinesalite();
-    // SIGTERM, then SIGKILL if it lingers; always reaped.
-    ~Kinesalite();
-    Kinesalite(const Kinesalite&) = delete;
-    Kinesalite& operator=(const Kinesalite&) = delete;
 
-    int port() const { return port_; }
+    int port() const { return process_.port(); }
     std::string endpoint() const;  // "http://127.0.0.1:<port>"
 
     // One Kinesis call to the emulator.
@@ -42,17 +37,13 @@ public:
                         const std::string& partitionKey = "pk") const;
 
 private:
-    bool tryStart(int port, std::string& failure);
-    void terminate();
-
-    pid_t pid_ = -1;
-    int port_ = 0;
+    PortProcess process_;
 };
 
 // One emulator per test binary, started on first use and stopped at exit, so each binary pays
 // the start-up once. Streams from different tests stay apart through uniqueStreamName.
 // Call it first from the main thread: the emulator is tied to the thread that starts it
-// (PR_SET_PDEATHSIG), and a start failure is remembered and rethrown.
+// (PR_SET_PDEATHSIG).
 Kinesalite& sharedKinesalite();
 
 // A stream name no other test of this process uses: <prefix>-<pid>-<counter>.

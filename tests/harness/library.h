@@ -24,9 +24,6 @@ namespace rxk::test {
     X(PollShardIterator) X(StopShardIterator) X(GetRecord) X(GetData) X(GetListStreams)            \
     X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy)
 
-// The export names above, in that order.
-const std::vector<std::string>& exportNames();
-
 class Library {
 public:
     enum class Unload { OnDestruction, Never };
@@ -40,7 +37,6 @@ public:
     Library& operator=(const Library&) = delete;
 
     const std::string& path() const { return path_; }
-    void* handle() const { return handle_; }
     // Any symbol of the library (nullptr if absent).
     void* symbol(const char* name) const;
 
@@ -65,40 +61,33 @@ std::string libraryPathFromEnvironment();
 
 // One line a sink received: the text (up to its NUL) and the length argument as given.
 struct LogLine {
-    std::string text;
+    std::string text;  // "" for a NULL text
     std::int32_t length = 0;
-    bool nullText = false;
 };
 
 // Log and trace sinks for InitLogEventCallBack that keep every line; thread-safe.
 //   lib.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
+// The two kinds of lines the sinks keep: false for the log, true for the trace.
+void captureLine(bool trace, const char* text, std::int32_t length);
+std::vector<LogLine> capturedLines(bool trace);
+std::vector<std::string> capturedTexts(bool trace);
+bool captured(bool trace, const std::string& fragment);
+void forgetCapturedLines();
+
 class LogCapture {
 public:
-    static void logSink(const char* text, std::int32_t length);
-    static void traceSink(const char* text, std::int32_t length);
+    static void logSink(const char* text, std::int32_t length) { captureLine(false, text, length); }
+    static void traceSink(const char* text, std::int32_t length) { captureLine(true, text, length); }
     static_assert(std::is_same_v<decltype(&logSink), LogEventCallBack>);
 
-    static std::vector<LogLine> logLines();
-    static std::vector<LogLine> traceLines();
-    static std::vector<std::string> logTexts();
-    static std::vector<std::string> traceTexts();
+    static std::vector<LogLine> logLines() { return capturedLines(false); }
+    static std::vector<LogLine> traceLines() { return capturedLines(true); }
+    static std::vector<std::string> logTexts() { return capturedTexts(false); }
+    static std::vector<std::string> traceTexts() { return capturedTexts(true); }
     // True if some log (trace) line contains `fragment`.
-    static bool logContains(const std::string& fragment);
-    static bool traceContains(const std::string& fragment);
-    static void reset();
-};
-
-// Sets (or, with std::nullopt, unsets) an environment variable and restores it on destruction.
-class EnvVar {
-public:
-    EnvVar(std::string name, const std::optional<std::string>& value);
-    ~EnvVar();
-    EnvVar(const EnvVar&) = delete;
-    EnvVar& operator=(const EnvVar&) = delete;
-
-private:
-    std::string name_;
-    std::optional<std::string> previous_;
+    static bool logContains(const std::string& fragment) { return captured(false, fragment); }
+    static bool traceContains(const std::string& fragment) { return captured(true, fragment); }
+    static void reset() { forgetCapturedLines(); }
 };
 
 // Points clients created while it lives at `endpoint`, through the environment only:
@@ -109,16 +98,12 @@ class ServiceEnvironment {
 public:
     enum class SdkRetries { Default, Off };
     explicit ServiceEnvironment(const std::string& endpoint, SdkRetries retries = SdkRetries::Default);
+    ~ServiceEnvironment();  // restores every variable it changed
+    ServiceEnvironment(const ServiceEnvironment&) = delete;
+    ServiceEnvironment& operator=(const ServiceEnvironment&) = delete;
 
 private:
-    EnvVar endpointKinesis_;
-    EnvVar endpointAll_;
-    EnvVar ignoreConfigured_;
-    EnvVar metadataDisabled_;
-    EnvVar configFile_;
-    EnvVar credentialsFile_;
-    EnvVar retryMode_;
-    EnvVar maxAttempts_;
+    std::vector<std::pair<std::string, std::optional<std::string>>> previous_;
 };
 
 }  // namespace rxk::test

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace rxk::test {
+namespace rxkfault {
 
 using Millis = std::chrono::milliseconds;
 
@@ -24,7 +24,7 @@ struct RecordedRequest {
     std::chrono::steady_clock::time_point arrival;
     int attempt = 0;     // 1-based: how many requests of this operation came so far, this one included
     int sequence = 0;    // 1-based position among all requests
-    int connection = 0;  // 1-based id of the TCP connection that carried it
+    int connection = 0;  // 1-based id of the TCP connection that carried it, in order of first request
 
     // Value of a header (name in any case), "" when absent.
     std::string header(const std::string& name) const;
@@ -54,6 +54,7 @@ struct Reply {
     Millis stall{0};
     std::string raw;                  // RawBytes: the bytes to send
     bool closeAfter = false;          // close the connection after the answer
+    std::size_t chunkBytes = 0;       // > 0: Transfer-Encoding: chunked, chunks of this many bytes
 
     Reply& withDelay(Millis d) { delay = d; return *this; }
     Reply& withHeader(std::string name, std::string value) {
@@ -114,6 +115,9 @@ Reply describeStreamPage(const RecordedRequest& request, const std::string& stre
                          int shardsPerPage, const std::string& status = "ACTIVE");
 
 Reply listStreamsReply(const std::vector<std::string>& names, bool hasMore = false);
+// A page of ListStreams over `names` (sorted), honouring the request's Limit and
+// ExclusiveStartStreamName.
+Reply listStreamsPage(const RecordedRequest& request, const std::vector<std::string>& names);
 Reply emptyListStreams();
 
 Reply shardIteratorReply(const std::string& iterator);
@@ -152,4 +156,8 @@ struct RequestRecord {
 };
 std::vector<RequestRecord> putRecordsEntries(const std::string& body);
 
+}  // namespace rxkfault
+
+namespace rxk::test {
+using namespace ::rxkfault;
 }  // namespace rxk::test

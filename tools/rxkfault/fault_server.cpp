@@ -22,7 +22,7 @@
 #include <string_view>
 #include <thread>
 
-namespace rxk::test {
+namespace rxkfault {
 
 namespace {
 
@@ -242,11 +242,26 @@ std::string responseHead(const Reply& reply, int sequence, bool closing) {
     for (const auto& [name, value] : reply.headers) head += name + ": " + value + "\r\n";
     if (!reply.contentType.empty() && !hasHeader(reply, "content-type"))
         head += "Content-Type: " + reply.contentType + "\r\n";
-    if (!hasHeader(reply, "content-length")) head += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
+    if (reply.chunkBytes > 0)
+        head += "Transfer-Encoding: chunked\r\n";
+    else if (!hasHeader(reply, "content-length"))
+        head += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
     if (reply.dateHeader && !hasHeader(reply, "date")) head += "Date: " + httpDate() + "\r\n";
     if (!hasHeader(reply, "x-amzn-requestid")) head += "x-amzn-RequestId: " + requestId(sequence) + "\r\n";
     if (closing) head += "Connection: close\r\n";
     return head + "\r\n";
+}
+
+// `body` in chunks of chunkBytes, with the last (empty) chunk.
+std::string chunkEncoded(std::string_view body, std::size_t chunkBytes) {
+    std::string encoded;
+    for (std::size_t at = 0; at < body.size(); at += chunkBytes) {
+        const std::string_view chunk = body.substr(at, chunkBytes);
+        char size[32];
+        std::snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+        encoded.append(size).append(chunk).append("\r\n");
+    }
+    return encoded + "0\r\n\r\n";
 }
 
 // Stands in a canned GetRecords body where the next iterator goes.
@@ -293,7 +308,7 @@ int countDataMembers(std::string_view body) {
 struct FaultServer::Impl {
     struct Connection {
         int fd = -1;
-        int id = 0;
+        int id = 0;  // given with its first request that isn't a control request
         bool open = true;
         bool finished = false;
         std::thread thread;
@@ -308,17 +323,28 @@ struct FaultServer::Impl {
     bool stopping = false;
     std::list<std::unique_ptr<Connection>> connections;
     int connectionsAccepted = 0;
+    int kinesisConnections = 0;
 
     std::map<std::string, std::deque<Reply>> queues;
     std::map<std::string, Handler> handlers;
     Handler catchAll;
 
+    std::string controlPrefix;
+    Handler control;
+
     std::vector<RecordedRequest> records;
-    std::map<std::string, int> attempts;
+    std::map<std::string, int> attempts;  // restarted by clearRequests() and restartAttempts()
+    std::map<std::string, int> counts;    // restarted by clearRequests()
     int sequence = 0;
+    long total = 0;
     bool recordContents = true;
 
-    std::map<std::string, int> streams;
+    struct Stream {
+        int shards = 1;
+        int shardsPerPage = 100;
+        std::string status = "ACTIVE";
+    };
+    std::map<std::string, Stream> streams;
     std::atomic<std::uint64_t> nextSequence{1};
 
     bool canned = false;
@@ -330,7 +356,9 @@ struct FaultServer::Impl {
     void acceptLoop();
     void reapFinishedConnections();
     void serve(Connection* connection);
-    RecordedRequest record(HttpRequest&& http, int connection);
+    bool isControl(const HttpRequest& http);
+    Reply answerControl(HttpRequest&& http);
+    RecordedRequest record(HttpRequest&& http, Connection* connection);
     Reply answer(const RecordedRequest& request);
     Reply builtIn(const RecordedRequest& request);
     Reply kinesisReply(const RecordedRequest& request);
@@ -383,7 +411,7 @@ void FaultServer::Impl::acceptLoop() {
         reapFinishedConnections();
         auto connection = std::make_unique<Connection>();
         connection->fd = fd;
-        connection->id = ++connectionsAccepted;
+        ++connectionsAccepted;
         connection->thread = std::thread(&Impl::serve, this, connection.get());
         connections.push_back(std::move(connection));
     }
@@ -407,7 +435,11 @@ void FaultServer::Impl::serve(Connection* connection) {
     while (reader.read(http)) {
         const bool clientCloses =
             lowerCase(http.header("connection")) == "close" || http.version == "HTTP/1.0";
-        const RecordedRequest request = record(std::move(http), connection->id);
+        if (isControl(http)) {
+            if (!respond(connection, answerControl(std::move(http)), 0, clientCloses)) break;
+            continue;
+        }
+        const RecordedRequest request = record(std::move(http), connection);
         const Reply reply = answer(request);
         if (!respond(connection, reply, request.sequence, clientCloses)) break;
     }
@@ -418,7 +450,31 @@ void FaultServer::Impl::serve(Connection* connection) {
     connection->finished = true;
 }
 
-RecordedRequest FaultServer::Impl::record(HttpRequest&& http, int connection) {
+bool FaultServer::Impl::isControl(const HttpRequest& http) {
+    std::lock_guard<std::mutex> lock(mutex);
+    return control && http.path.compare(0, controlPrefix.size(), controlPrefix) == 0;
+}
+
+Reply FaultServer::Impl::answerControl(HttpRequest&& http) {
+    RecordedRequest request;
+    request.method = std::move(http.method);
+    request.path = std::move(http.path);
+    request.headers = std::move(http.headers);
+    request.body = std::move(http.body);
+    request.arrival = std::chrono::steady_clock::now();
+    Handler handler;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        handler = control;
+    }
+    try {
+        return handler(request);
+    } catch (const std::exception& e) {
+        return Reply::error(500, "ControlRequestFailure", e.what());
+    }
+}
+
+RecordedRequest FaultServer::Impl::record(HttpRequest&& http, Connection* connection) {
     RecordedRequest request;
     request.operation = operationOf(http.header("x-amz-target"));
     request.method = std::move(http.method);
@@ -426,11 +482,15 @@ RecordedRequest FaultServer::Impl::record(HttpRequest&& http, int connection) {
     request.headers = std::move(http.headers);
     request.body = std::move(http.body);
     request.arrival = std::chrono::steady_clock::now();
-    request.connection = connection;
     {
         std::lock_guard<std::mutex> lock(mutex);
+        // Numbered in the order they carried a request, so control connections leave no gaps.
+        if (connection->id == 0) connection->id = ++kinesisConnections;
+        request.connection = connection->id;
         request.sequence = ++sequence;
         request.attempt = ++attempts[request.operation];
+        ++counts[request.operation];
+        ++total;
         if (recordContents) records.push_back(request);
     }
     changed.notify_all();
@@ -456,7 +516,7 @@ Reply FaultServer::Impl::answer(const RecordedRequest& request) {
         return handler ? handler(request) : builtIn(request);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "fault server: the %s handler threw: %s\n", request.operation.c_str(), e.what());
-        return Reply::error(500, "HarnessHandlerFailure", e.what());
+        return Reply::error(500, "ScriptHandlerFailure", e.what());
     }
 }
 
@@ -512,20 +572,20 @@ Reply FaultServer::Impl::kinesisReply(const RecordedRequest& request) {
     std::lock_guard<std::mutex> lock(mutex);
     const std::string stream = jsonString(body, "StreamName");
     if (operation == "ListStreams") {
-        std::vector<std::string> names;
+        std::vector<std::string> names;  // the map keeps them sorted
         for (const auto& entry : streams) names.push_back(entry.first);
-        return listStreamsReply(names);
+        return listStreamsPage(request, names);
     }
     if (operation == "DescribeStream") {
         const auto it = streams.find(stream);
         if (it == streams.end()) return Reply::resourceNotFound(stream);
-        return describeStreamPage(request, stream, it->second, 100);
+        return describeStreamPage(request, stream, it->second.shards, it->second.shardsPerPage, it->second.status);
     }
     if (operation == "CreateStream") {
         if (streams.count(stream) != 0)
             return Reply::error(400, "ResourceInUseException",
                                 "Stream " + stream + " under account 000000000000 already exists.");
-        streams[stream] = static_cast<int>(jsonInt(body, "ShardCount", 1));
+        streams[stream].shards = static_cast<int>(jsonInt(body, "ShardCount", 1));
         return Reply::emptyBody(200);
     }
     return Reply::error(400, "UnknownOperationException", "Unknown operation '" + operation + "'.");
@@ -543,6 +603,10 @@ bool FaultServer::Impl::respond(Connection* connection, const Reply& reply, int 
     const int fd = connection->fd;
     if (reply.delay.count() > 0 && !pause(reply.delay)) return false;
     const bool closing = reply.closeAfter || clientCloses;
+    // The body as framed on the wire; a copy only when it is chunked.
+    std::string encoded;
+    std::string_view body(reply.body);
+    if (reply.chunkBytes > 0) body = encoded = chunkEncoded(reply.body, reply.chunkBytes);
     switch (reply.fault) {
     case Fault::CloseWithoutReply:
         return false;
@@ -554,12 +618,10 @@ bool FaultServer::Impl::respond(Connection* connection, const Reply& reply, int 
     case Fault::RawBytes:
         return sendAll(fd, reply.raw) && !closing;
     case Fault::TruncateBody: {
-        const std::string_view body(reply.body);
         sendAll(fd, responseHead(reply, requestSequence, false), body.substr(0, reply.faultAfterBodyBytes));
         return false;
     }
     case Fault::StallBody: {
-        const std::string_view body(reply.body);
         const std::size_t before = std::min(reply.faultAfterBodyBytes, body.size());
         if (!sendAll(fd, responseHead(reply, requestSequence, closing), body.substr(0, before))) return false;
         if (!pause(reply.stall)) return false;
@@ -568,7 +630,7 @@ bool FaultServer::Impl::respond(Connection* connection, const Reply& reply, int 
     case Fault::None:
         break;
     }
-    return sendAll(fd, responseHead(reply, requestSequence, closing), reply.body) && !closing;
+    return sendAll(fd, responseHead(reply, requestSequence, closing), body) && !closing;
 }
 
 void FaultServer::Impl::stop() {
@@ -635,9 +697,25 @@ void FaultServer::useCannedAnswers(CannedAnswers answers) {
     impl_->canned = true;
 }
 
-void FaultServer::addStream(const std::string& name, int shardCount) {
+void FaultServer::stopCannedAnswers() {
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    impl_->streams[name] = shardCount;
+    impl_->canned = false;
+}
+
+void FaultServer::addStream(const std::string& name, int shardCount, int shardsPerPage, const std::string& status) {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->streams[name] = Impl::Stream{shardCount, shardsPerPage, status};
+}
+
+void FaultServer::forgetStreams() {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->streams.clear();
+}
+
+void FaultServer::setControlHandler(std::string pathPrefix, Handler handler) {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->controlPrefix = std::move(pathPrefix);
+    impl_->control = std::move(handler);
 }
 
 std::vector<RecordedRequest> FaultServer::requests() const {
@@ -667,15 +745,25 @@ int FaultServer::requestCount() const {
 
 int FaultServer::requestCount(const std::string& operation) const {
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    const auto it = impl_->attempts.find(operation);
-    return it == impl_->attempts.end() ? 0 : it->second;
+    const auto it = impl_->counts.find(operation);
+    return it == impl_->counts.end() ? 0 : it->second;
+}
+
+std::map<std::string, int> FaultServer::requestCounts() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return impl_->counts;
+}
+
+long FaultServer::totalRequestCount() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return impl_->total;
 }
 
 bool FaultServer::waitForRequests(const std::string& operation, int count, Millis timeout) const {
     std::unique_lock<std::mutex> lock(impl_->mutex);
     return impl_->changed.wait_for(lock, timeout, [&] {
-        const auto it = impl_->attempts.find(operation);
-        return it != impl_->attempts.end() && it->second >= count;
+        const auto it = impl_->counts.find(operation);
+        return it != impl_->counts.end() && it->second >= count;
     });
 }
 
@@ -684,11 +772,22 @@ int FaultServer::connectionCount() const {
     return impl_->connectionsAccepted;
 }
 
+int FaultServer::kinesisConnectionCount() const {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    return impl_->kinesisConnections;
+}
+
 void FaultServer::clearRequests() {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->records.clear();
     impl_->attempts.clear();
+    impl_->counts.clear();
     impl_->sequence = 0;
+}
+
+void FaultServer::restartAttempts() {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->attempts.clear();
 }
 
 void FaultServer::setRecording(bool recordContents) {
@@ -725,4 +824,4 @@ FaultServer::Handler onAttempts(std::set<int> attempts, Reply reply, FaultServer
     };
 }
 
-}  // namespace rxk::test
+}  // namespace rxkfault

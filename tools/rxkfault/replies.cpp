@@ -9,7 +9,7 @@
 #include <cctype>
 #include <cstdio>
 
-namespace rxk::test {
+namespace rxkfault {
 
 namespace {
 
@@ -292,6 +292,15 @@ Reply listStreamsReply(const std::vector<std::string>& names, bool hasMore) {
     return Reply::json(finish(buffer));
 }
 
+Reply listStreamsPage(const RecordedRequest& request, const std::vector<std::string>& names) {
+    const std::string after = jsonString(request.body, "ExclusiveStartStreamName");
+    const auto first = after.empty() ? names.begin() : std::upper_bound(names.begin(), names.end(), after);
+    const auto available = static_cast<std::int64_t>(names.end() - first);
+    const std::int64_t limit = std::max<std::int64_t>(1, jsonInt(request.body, "Limit", available));
+    const auto end = first + std::min(available, limit);
+    return listStreamsReply(std::vector<std::string>(first, end), end != names.end());
+}
+
 Reply emptyListStreams() { return listStreamsReply({}); }
 
 Reply shardIteratorReply(const std::string& iterator) {
@@ -389,4 +398,4 @@ std::vector<RequestRecord> putRecordsEntries(const std::string& body) {
     return entries;
 }
 
-}  // namespace rxk::test
+}  // namespace rxkfault

@@ -1,5 +1,6 @@
-// A scriptable Kinesis JSON 1.1 server on 127.0.0.1 for the failures the emulator never shows:
+// A scriptable Kinesis JSON 1.1 server on 127.0.0.1 for the failures an emulator never shows:
 // throttling, partial batch failures, server errors, broken or silent connections, raw HTTP.
+// The rxkfault tool serves it as a process; the library's fuzz targets embed it.
 //
 // Per request the server records what came, then answers from, in this order: the operation's
 // queue of one-shot replies, the operation's handler, the catch-all handler, the canned answers
@@ -17,7 +18,7 @@
 #include <string>
 #include <vector>
 
-namespace rxk::test {
+namespace rxkfault {
 
 class FaultServer {
 public:
@@ -53,21 +54,34 @@ public:
     void resetScript();
     // Switches on the canned answers (and stops recording request contents).
     void useCannedAnswers(CannedAnswers answers);
+    // Switches the canned answers off again (recording stays as it is).
+    void stopCannedAnswers();
     // A stream the built-in DescribeStream/ListStreams know of.
-    void addStream(const std::string& name, int shardCount);
+    void addStream(const std::string& name, int shardCount, int shardsPerPage = 100,
+                   const std::string& status = "ACTIVE");
+    // Forgets every stream, the scripted ones and those CreateStream made.
+    void forgetStreams();
+    // Requests whose path starts with `pathPrefix` go to `handler` instead: they are neither
+    // recorded nor counted, and no script answers them (the tool's control requests).
+    void setControlHandler(std::string pathPrefix, Handler handler);
 
     // ---- what came ----
     std::vector<RecordedRequest> requests() const;
     std::vector<RecordedRequest> requests(const std::string& operation) const;
     // The latest request of `operation`; throws std::runtime_error if none came.
     RecordedRequest lastRequest(const std::string& operation) const;
-    int requestCount() const;
-    int requestCount(const std::string& operation) const;
+    int requestCount() const;                              // since the last clearRequests()
+    int requestCount(const std::string& operation) const;  // since the last clearRequests()
+    long totalRequestCount() const;                        // since the server started
+    std::map<std::string, int> requestCounts() const;      // per operation, since clearRequests()
     // Waits (bounded) until `count` requests of `operation` came; true if they did.
     bool waitForRequests(const std::string& operation, int count, Millis timeout) const;
     int connectionCount() const;  // TCP connections accepted so far
-    // Forgets the recorded requests and restarts the attempt counters.
+    int kinesisConnectionCount() const;  // of those, the ones that carried a request (not control)
+    // Forgets the recorded requests and restarts the counters.
     void clearRequests();
+    // Restarts the attempt counters only: the next request of each operation is attempt 1.
+    void restartAttempts();
     // Records contents (headers, bodies) or only counts; on by default.
     void setRecording(bool recordContents);
 
@@ -99,4 +113,9 @@ FaultServer::Handler pagedDescribeStream(std::string stream, int shardCount, int
 // [&server](const RecordedRequest& r) { return server.builtInReply(r); }.
 FaultServer::Handler onAttempts(std::set<int> attempts, Reply reply, FaultServer::Handler fallback);
 
+}  // namespace rxkfault
+
+// The library's tests have always named these rxk::test::FaultServer and so on.
+namespace rxk::test {
+using namespace ::rxkfault;
 }  // namespace rxk::test
