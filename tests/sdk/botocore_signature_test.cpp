@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <unistd.h>
 
 namespace {
@@ -52,9 +51,7 @@ std::string botocoreAuthorization(const SeenRequest& request, const std::string&
     return authorization;
 }
 
-Aws::Utils::ByteBuffer bytes(const std::string& text) {
-    return Aws::Utils::ByteBuffer(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-}
+Aws::Utils::ByteBuffer bytes(const std::string& text) { return Aws::Utils::ByteBuffer(Aws::String(text)); }
 
 std::string binary(size_t from) {
     std::string data;
@@ -126,12 +123,8 @@ TEST(BotocoreSignature, EveryOperationSignsAsBotocoreDoes) {
         ASSERT_FALSE(requests.empty());
         const SeenRequest& request = requests.back();
         EXPECT_EQ(request.header("x-amz-target"), std::string("Kinesis_20131202.") + c.operation);
-        EXPECT_EQ(request.header("content-type"), "application/x-amz-json-1.1");
         EXPECT_EQ(request.header("host"), "127.0.0.1:" + std::to_string(endpoint.port()));
         EXPECT_EQ(request.header("x-amz-security-token"), c.keys.token);
-        EXPECT_EQ(request.header("user-agent").rfind("aws-sdk-cpp/", 0), 0u) << request.header("user-agent");
-        EXPECT_TRUE(std::regex_match(request.header("amz-sdk-invocation-id"),
-                                     std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")));
         if (c.keys.access.empty()) {
             EXPECT_EQ(request.header("authorization") + request.header("x-amz-date"), "");
             continue;

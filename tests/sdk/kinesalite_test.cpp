@@ -16,17 +16,13 @@ namespace {
 
 constexpr char kShard[] = "shardId-000000000000";
 
+// Now to the whole second: after a record that arrived over a second ago, before the next ones.
 std::string isoNow() {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const std::time_t seconds = std::time(nullptr);
     std::tm utc{};
-    gmtime_r(&seconds, &utc);
     char text[64];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
-    const long millis = long(std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
-    char fraction[8];
-    std::snprintf(fraction, sizeof fraction, ".%03ldZ", millis);
-    return std::string(text) + fraction;
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &utc));
+    return text;
 }
 
 std::string listing(Library& lib, int32_t id, int32_t type, const std::string& stream, const char* shard = "") {

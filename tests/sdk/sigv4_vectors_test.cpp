@@ -92,19 +92,17 @@ TEST(SigV4Vectors, EveryVectorSignsByteForByte) {
 
 // The signing key is cached per day: a signer that signed yesterday must derive today's key.
 TEST(SigV4Vectors, SigningKeyFollowsTheDate) {
-    const Aws::Auth::AWSCredentials credentials("AKID", "SECRET");
     const Aws::Utils::DateTime day1(int64_t{1440938160000}), day2 = day1 + std::chrono::hours(24);
+    const Aws::Auth::AWSCredentials keys("AKID", "SECRET");
+    Aws::Client::AWSAuthV4Signer cached(keys, "kinesis", "us-east-1"), fresh(keys, "kinesis", "us-east-1");
     auto sign = [](Aws::Client::AWSAuthV4Signer& signer, const Aws::Utils::DateTime& time) {
-        SignableRequest request;
-        request.headers = {{"host", "example.com"}};
-        request.payloadHash = SigV4::HashPayload("", 0);
+        SignableRequest request{"GET", "/", "", {{"host", "example.com"}}, SigV4::HashPayload("", 0)};
         signer.SignRequest(request, time);
         return header(request, "authorization");
     };
-    Aws::Client::AWSAuthV4Signer cached(credentials, "kinesis", "us-east-1"), fresh(credentials, "kinesis", "us-east-1");
-    const std::string first = sign(cached, day1);
+    const std::string yesterday = sign(cached, day1);
     EXPECT_EQ(sign(cached, day2), sign(fresh, day2));
-    EXPECT_NE(first, sign(fresh, day2));
+    EXPECT_NE(yesterday, sign(fresh, day2));
 }
 
 }  // namespace
