@@ -1,12 +1,15 @@
 // What every fuzz target shares: the library loaded as the host loads it, an in-process fault
 // server as its endpoint, output buffers fenced with guard bytes, sinks and callbacks that read
-// every byte the library says it handed over, and a way to pick ids and texts from the input.
+// every byte the library says it handed over, and ways to pick ids and texts from the input.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstddef>
-#include <cstdint>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,81 +18,162 @@
 
 namespace rxk::fuzz {
 
-// The process-wide setting of a target, built on first use: the server listens, the SDK makes
-// one attempt per call (no retry backoff can slow an execution), the library is loaded for good
-// and initialised, and the checking sinks are set.
+// Ends the process with a message: the fuzzer reports it as a crash and keeps the input.
+[[noreturn]] inline void fail(const char* what, const std::string& detail = "unexpected result") {
+    std::fprintf(stderr, "rxkinesis fuzz finding: %s: %s\n", what, detail.c_str());
+    std::fflush(stderr);
+    std::abort();
+}
+
+inline void expect(const char* what, bool holds) {
+    if (!holds) fail(what);
+}
+
+// Reads every byte a callback was given (up to the NUL when the length is -1), so that
+// AddressSanitizer sees a length that overstates the text.
+inline void touch(const char* text, int32_t length) {
+    static volatile unsigned sum;
+    for (int32_t i = 0, n = length < 0 ? int32_t(std::strlen(text)) : length; i < n; ++i) sum = sum + (unsigned char)text[i];
+}
+
+inline void checkSinkLine(const char* text, int32_t length) {
+    if (text == nullptr || length < -1 || (length >= 0 && std::strlen(text) > size_t(length))) fail("sink", "bad line");
+    touch(text, length);
+}
+
+inline void setSinks(test::Library& library, bool log, bool trace) {
+    library.InitLogEventCallBack(log ? checkSinkLine : nullptr, trace ? checkSinkLine : nullptr);
+}
+
+// The process-wide setting, built on first use: the server listens, the SDK makes one attempt
+// per call (no backoff slows an execution), the library is loaded for good and initialised.
 struct Session {
     test::FaultServer& server;
     test::Library& library;
 };
-Session& session();
-
-// Sets the checking log and trace sinks, or silences either.
-void setSinks(test::Library& library, bool log, bool trace);
-
-// A buffer of `size` usable bytes between two fences of guard bytes. verify() aborts, naming the
-// buffer, if the library wrote outside the usable bytes.
-class GuardedBuffer {
-public:
-    GuardedBuffer(std::size_t size, const char* name);
-    ~GuardedBuffer() { verify(); }
-    GuardedBuffer(const GuardedBuffer&) = delete;
-    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
-
-    char* data() { return storage_.data() + kFence; }
-    unsigned char* bytes() { return reinterpret_cast<unsigned char*>(data()); }
-    std::size_t size() const { return size_; }
-    int32_t length() const { return static_cast<int32_t>(size_); }
-    void verify() const;
-    // Aborts unless a NUL lies within the usable bytes (a text the library wrote must end there).
-    void expectTerminated() const;
-
-private:
-    static constexpr std::size_t kFence = 64;
-    static constexpr unsigned char kGuard = 0xA5;
-    std::size_t size_;
-    const char* name_;
-    std::vector<char> storage_;
-};
-
-// Ends the process with a message: the fuzzer reports it as a crash and keeps the input.
-[[noreturn]] void fail(const char* what, const std::string& detail = {});
+inline Session& session() {
+    static Session built = [] {
+        static test::FaultServer server;
+        static test::ServiceEnvironment environment(server.endpoint(), test::ServiceEnvironment::SdkRetries::Off);
+        server.setRecording(false);  // an execution never asks what came; keep memory flat
+        // The library follows DescribeStream pages while the service says there are more: the tiny
+        // Kinesis keeps streams to the size a real account allows instead of a fuzzed two billion.
+        server.setHandler("CreateStream", [](const test::RecordedRequest& request) {
+            const auto shards = test::jsonInt(request.body, "ShardCount", 1);
+            if (shards < 1 || shards > 500) return test::Reply::error(400, "InvalidArgumentException", "ShardCount out of range.");
+            server.addStream(test::jsonString(request.body, "StreamName"), int(shards));
+            return test::Reply::emptyBody(200);
+        });
+        setenv("RXK_LIBRARY", RXK_FUZZ_DEFAULT_LIBRARY, 0);
+        test::Library& library = test::sharedLibrary();
+        setSinks(library, true, true);
+        library.InititializeInterface();
+        return Session{server, library};
+    }();
+    return built;
+}
 
 // Runs one export call; anything it throws is a finding (no export of a healthy library throws
-// on bad input or a bad answer: only an exhausted machine or the probe Dummy may).
+// on bad input or a bad answer).
 template <typename Call>
 auto guarded(const char* exportName, Call&& call) -> decltype(call()) {
     try {
         return call();
-    } catch (const std::exception& e) {
-        fail(exportName, std::string("threw std::exception: ") + e.what());
     } catch (...) {
-        fail(exportName, "threw an exception of another type");
+        fail(exportName, "threw");
     }
 }
 
+// `size` usable bytes between fences of guard bytes; aborts, naming the buffer, if the library
+// wrote outside them.
+class GuardedBuffer {
+public:
+    GuardedBuffer(size_t size, const char* name) : size_(size), name_(name), storage_(size + 2 * kFence, char(kGuard)) {}
+    ~GuardedBuffer() {
+        for (size_t i = 0; i < kFence; ++i)
+            if ((unsigned char)storage_[i] != kGuard || (unsigned char)storage_[kFence + size_ + i] != kGuard)
+                fail(name_, "written outside its " + std::to_string(size_) + " bytes");
+    }
+    GuardedBuffer(const GuardedBuffer&) = delete;
+    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+    char* data() { return storage_.data() + kFence; }
+    size_t size() const { return size_; }
+    int32_t length() const { return int32_t(size_); }
+    // A text the library wrote must end within the buffer.
+    void expectTerminated() { expect(name_, std::find(data(), data() + size_, '\0') != data() + size_); }
+
+private:
+    static constexpr size_t kFence = 64;
+    static constexpr unsigned char kGuard = 0xA5;
+    size_t size_;
+    const char* name_;
+    std::vector<char> storage_;
+};
+
 // The checking PollCallback: reads every byte the library claims to pass.
-int32_t checkingPollCallback(int32_t id, const char* stream, const char* shard,
-                             const char* sequenceNumber, const char* data, int32_t length);
+inline int32_t checkingPollCallback(int32_t, const char* stream, const char* shard, const char* sequenceNumber,
+                                    const char* data, int32_t length) {
+    if (!stream || !shard || !sequenceNumber || !data || length < 0) fail("PollCallback", "null argument or negative length");
+    expect("PollCallback sequence number", std::strlen(sequenceNumber) < RXK_POLL_SEQUENCE_BYTES);
+    expect("PollCallback data", std::strlen(data) < RXK_POLL_DATA_BYTES && std::strlen(data) <= size_t(length));
+    touch(stream, -1);
+    touch(shard, -1);
+    return 0;
+}
 
-// ---- picking arguments from the input ----
+// A client or list id: a known one (created or freed), -1, 0, one past them, the extremes, any.
+inline int32_t pickId(FuzzedDataProvider& input, const std::vector<int32_t>& known) {
+    switch (input.ConsumeIntegralInRange<int>(0, 9)) {
+    case 0: return -1;
+    case 1: return 0;
+    case 2: return std::numeric_limits<int32_t>::min();
+    case 3: return std::numeric_limits<int32_t>::max();
+    case 4: return known.empty() ? 1 : *std::max_element(known.begin(), known.end()) + 1;
+    case 5: return input.ConsumeIntegral<int32_t>();
+    default:
+        if (known.empty()) return input.ConsumeIntegralInRange<int32_t>(-2, 3);
+        return known[input.ConsumeIntegralInRange<size_t>(0, known.size() - 1)];
+    }
+}
 
-// A client or list id: one of `known` (created ones, freed ones), or -1, 0, a value just past
-// them, INT32_MIN, INT32_MAX or any number.
-int32_t pickId(FuzzedDataProvider& input, const std::vector<int32_t>& known);
-
-// A text argument: null, empty, one of `vocabulary`, a random text up to ~5,000 bytes or a
-// long run of one byte. `holder` keeps the bytes alive; the result points into it or is null.
-const char* pickText(FuzzedDataProvider& input, std::string& holder,
-                     const std::vector<std::string>& vocabulary = {});
+// A text argument: null, empty, a word of `vocabulary`, input bytes up to ~5,000, or a long run.
+inline const char* pickText(FuzzedDataProvider& input, std::string& holder, const std::vector<std::string>& vocabulary = {}) {
+    switch (input.ConsumeIntegralInRange<int>(0, 7)) {
+    case 0: return nullptr;
+    case 1: holder.clear(); return holder.c_str();
+    case 2: holder.assign(input.ConsumeIntegralInRange<size_t>(250, 5000), 'x'); return holder.c_str();
+    case 3:
+    case 4:
+        if (!vocabulary.empty()) return (holder = vocabulary[input.ConsumeIntegralInRange<size_t>(0, vocabulary.size() - 1)]).c_str();
+        [[fallthrough]];
+    default: return (holder = input.ConsumeRandomLengthString(5000)).c_str();
+    }
+}
 
 // A buffer size: 0, 1, small, around the library's text sizes, or a few thousand bytes.
-std::size_t pickBufferSize(FuzzedDataProvider& input);
+inline size_t pickBufferSize(FuzzedDataProvider& input) {
+    static constexpr size_t kSizes[] = {0, 1, 2, 9, 10, 11, 16, 255, 256, 257, RXK_ERROR_TEXT_BYTES - 1,
+                                        RXK_ERROR_TEXT_BYTES, RXK_ERROR_TEXT_BYTES + 88, 4096};
+    if (input.ConsumeBool()) return input.ConsumeIntegralInRange<size_t>(0, 6000);
+    return kSizes[input.ConsumeIntegralInRange<size_t>(0, std::size(kSizes) - 1)];
+}
 
 // The length a caller states for a buffer of `size` bytes: the truth, less, 0, negative.
-int32_t pickStatedLength(FuzzedDataProvider& input, std::size_t size);
+inline int32_t pickStatedLength(FuzzedDataProvider& input, size_t size) {
+    switch (input.ConsumeIntegralInRange<int>(0, 5)) {
+    case 0: return 0;
+    case 1: return -1;
+    case 2: return std::numeric_limits<int32_t>::min();
+    case 3: return size > 0 ? input.ConsumeIntegralInRange<int32_t>(0, int32_t(size)) : 0;
+    default: return int32_t(size);
+    }
+}
 
-// Record bytes for a put: from the input, or a large synthetic record.
-std::string pickRecord(FuzzedDataProvider& input);
+// Record bytes: from the input, or now and then a large one up to the service's 1 MiB.
+inline std::string pickRecord(FuzzedDataProvider& input) {
+    if (input.ConsumeIntegralInRange<int>(0, 15) != 0) return input.ConsumeRandomLengthString(2000);
+    const auto size = input.ConsumeIntegralInRange<size_t>(1, 1 << 20);
+    return std::string(size, char(input.ConsumeIntegral<uint8_t>()));
+}
 
 }  // namespace rxk::fuzz
