@@ -75,6 +75,7 @@ enum rxk_catalogue_type {
 #define RXK_POLL_SEQUENCE_BYTES 264    /* and sequence numbers of at most 263 characters + NUL */
 #define RXK_NAME_BYTES 256             /* stream names and shard ids are kept in 256-byte fields */
 #define RXK_ERROR_TEXT_BYTES 1024      /* a buffer this size holds any message the library composes */
+#define RXK_DEFAULT_MAX_PUT_ROWS 500   /* default of "maxputrow": records in a list, and in one PutRecords */
 
 /* Log and trace callback: the message and its length in bytes (-1 where none is known).
  * The text is valid only during the call. */
@@ -134,7 +135,7 @@ RXK_API char* GetErrorStr(int32_t id, char* buffer, int32_t bufferLength);
 /* Sets a client parameter by name (case does not matter):
  *   "retry"            below 0: no retry (default -1); 0: up to 1000 retry attempts; N: up to N
  *   "retryattemptshow" 2 or more: each retry attempt is announced on the log sink
- *   "maxputrow"        most records in a list (default 500)
+ *   "maxputrow"        most records in a list (default RXK_DEFAULT_MAX_PUT_ROWS, 500)
  *   "maxputlen"        size limit of a list in bytes (default 5000000)
  *   "exceptiontranslator"  installs the fault translator on the calling thread (value ignored)
  * Numbers are read like atoi. Returns 0, or -1 for another name. */

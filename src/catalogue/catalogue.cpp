@@ -2,13 +2,13 @@
 // between fields, copied into the host's buffer. Every call queries the service anew and copies
 // from the first byte; a host whose buffer was too small calls again with a larger one.
 #include <algorithm>
-#include <cstring>
 
 #include <aws/kinesis/model/DescribeStreamRequest.h>
 #include <aws/kinesis/model/ListStreamsRequest.h>
 #include <aws/kinesis/model/Shard.h>
 
-#include "env/kinesis_env.h"
+#include "catalogue/catalogue.h"
+#include "frame/bounded_copy.h"
 
 namespace rxk {
 
@@ -30,37 +30,32 @@ void appendShardDetails(std::string& text, const Aws::Kinesis::Model::Shard& sha
 
 }  // namespace
 
-int32_t KinesisEnv::getData(int32_t type, const char* streamName, const char* shardId, char* buffer,
-                            int32_t* lenBuffer, char delimiterByte) {
-    result.clear();
-    delimiter = delimiterByte;
-    pos = 0;
-    const int32_t entryLength = lenBuffer != nullptr ? *lenBuffer : 0;
-
+std::string Catalogue::listing(int32_t type, const char* streamName, const char* shardId, char delimiter) {
     switch (type) {
         case RXK_LIST_STREAMS:
-            result = getListStream();
-            break;
+            return getListStream(delimiter);
         case RXK_LIST_SHARDS:
-            if (streamName == nullptr) {
-                fail("id:%d KinesisEnv::getData missing stream name", id);
-            } else {
-                result = getListShardOrShardDetails(streamName, nullptr);
-            }
-            break;
+            if (streamName != nullptr) return getListShardOrShardDetails(streamName, nullptr, delimiter);
+            env_.fail("id:%d KinesisEnv::getData missing stream name", env_.id());
+            return std::string();
         case RXK_SHARD_DETAILS:
-            if (streamName == nullptr || shardId == nullptr) {
-                fail("id:%d KinesisEnv::getData missing stream name or shard id", id);
-            } else {
-                result = getListShardOrShardDetails(streamName, shardId);
-            }
-            break;
+            if (streamName != nullptr && shardId != nullptr)
+                return getListShardOrShardDetails(streamName, shardId, delimiter);
+            env_.fail("id:%d KinesisEnv::getData missing stream name or shard id", env_.id());
+            return std::string();
         default:
-            break;  // no such listing: ends as "no result"
+            return std::string();  // no such listing: ends as "no result"
     }
+}
+
+int32_t Catalogue::getData(int32_t type, const char* streamName, const char* shardId, char* buffer,
+                           int32_t* lenBuffer, char delimiter) {
+    const int32_t id = env_.id();
+    const int32_t entryLength = lenBuffer != nullptr ? *lenBuffer : 0;
+    const std::string result = listing(type, streamName, shardId, delimiter);
 
     if (result.empty()) {
-        notify("id:%d KinesisEnv::getData no result", id);
+        env_.notify("id:%d KinesisEnv::getData no result", id);
         if (buffer != nullptr && entryLength > 0) {
             buffer[0] = '\0';
             *lenBuffer = 0;
@@ -68,31 +63,30 @@ int32_t KinesisEnv::getData(int32_t type, const char* streamName, const char* sh
         return RXK_ERROR;
     }
     if (buffer == nullptr || entryLength <= 0) {
-        fail("id:%d KinesisEnv::getData buffer NULL", id);
+        env_.fail("id:%d KinesisEnv::getData buffer NULL", id);
         return RXK_ERROR;
     }
 
     const int64_t textLength = static_cast<int64_t>(result.size());
     const int32_t copied = static_cast<int32_t>(std::min<int64_t>(textLength, entryLength - 1));
-    trace("id:%d KinesisEnv::getData len:%d readsize:%d data_len:%d", id, copied, entryLength,
-          static_cast<int>(textLength));
+    env_.trace("id:%d KinesisEnv::getData len:%d readsize:%d data_len:%d", id, copied, entryLength,
+               static_cast<int>(textLength));
     // String-copy semantics: a NUL delimiter ends the text the host sees, while the count still
     // says how much of the buffer was given to it.
-    std::strncpy(buffer, result.c_str(), static_cast<std::size_t>(copied));
-    buffer[copied] = '\0';
-    pos += copied;
+    copyBounded(result.data(), result.size(), buffer, capacityOf(entryLength), CopyStyle::StopAtNul);
     *lenBuffer = copied + 1;
-    trace("id:%d KinesisEnv::getData len:%d resultsize:%d pos:%d", id, copied, copied + 1, pos);
+    // Every call copies from the first byte, so the copy position after it is what was copied.
+    env_.trace("id:%d KinesisEnv::getData len:%d resultsize:%d pos:%d", id, copied, copied + 1, copied);
     // An exact fit counts as cut: the host can't tell it from a text that went on.
     return textLength >= static_cast<int64_t>(entryLength) - 1 ? RXK_CUT : RXK_OK;
 }
 
 // One ListStreams, first answer only. An account without streams is a failure like a failed call.
-std::string KinesisEnv::getListStream() {
+std::string Catalogue::getListStream(char delimiter) {
     const auto reportFailure = [this](const char* why) {
-        fail("id:%d KinesisEnv::getListStream error : [%s]", id, why);
+        env_.fail("id:%d KinesisEnv::getListStream error : [%s]", env_.id(), why);
     };
-    const auto outcome = client->ListStreams(Aws::Kinesis::Model::ListStreamsRequest());
+    const auto outcome = env_.service()->ListStreams(Aws::Kinesis::Model::ListStreamsRequest());
     if (!outcome.IsSuccess()) {
         reportFailure(outcome.GetError().GetMessage().c_str());
         return std::string();
@@ -109,18 +103,19 @@ std::string KinesisEnv::getListStream() {
 
 // Follows DescribeStream's pages until the stream is exhausted, then writes the shard ids, or the
 // details of the one shard asked for. A failed page drops what earlier pages brought.
-std::string KinesisEnv::getListShardOrShardDetails(const std::string& streamName, const char* shardId) {
+std::string Catalogue::getListShardOrShardDetails(const std::string& streamName, const char* shardId,
+                                                  char delimiter) {
     Aws::Kinesis::Model::DescribeStreamRequest request;
     request.SetStreamName(streamName.c_str());
     Aws::Vector<Aws::Kinesis::Model::Shard> shards;
     Aws::String lastShardId;
     do {
-        const auto outcome = client->DescribeStream(request);
+        const auto outcome = env_.service()->DescribeStream(request);
         const auto& description = outcome.GetResult().GetStreamDescription();
         shards.insert(shards.end(), description.GetShards().begin(), description.GetShards().end());
         const Aws::String& errorMessage = outcome.GetError().GetMessage();
         if (!errorMessage.empty()) {
-            failWithSdkMessage(errorMessage, "id:%d KinesisEnv::getListShardOrShardDetails ERROR:", id);
+            env_.failWithSdkMessage(errorMessage, "id:%d KinesisEnv::getListShardOrShardDetails ERROR:", env_.id());
             return std::string();
         }
         const Aws::String startedAfter = lastShardId;
@@ -136,7 +131,7 @@ std::string KinesisEnv::getListShardOrShardDetails(const std::string& streamName
     } while (!lastShardId.empty());
 
     if (shards.empty()) {
-        fail("id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", id);
+        env_.fail("id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", env_.id());
         return std::string();
     }
     std::string text;

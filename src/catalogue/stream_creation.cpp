@@ -1,31 +1,24 @@
 // CreateStream: one request; the module doesn't wait for the stream to become active.
 #include <aws/kinesis/model/CreateStreamRequest.h>
 
+#include "catalogue/catalogue.h"
 #include "frame/message_buffer.h"
-#include "frame/module.h"
-#include "env/kinesis_env.h"
 
 namespace rxk {
 
-int32_t KinesisEnv::createStream(const char* stream, int32_t shardCount) {
+int32_t Catalogue::createStream(const char* stream, int32_t shardCount) {
     Aws::Kinesis::Model::CreateStreamRequest request;
     request.SetStreamName(stream);
     request.SetShardCount(shardCount);
-    const auto outcome = client->CreateStream(request);
+    const auto outcome = env_.service()->CreateStream(request);
     if (outcome.IsSuccess()) {
-        trace("id:%d KinesisEnv::createStream [%s] with %d shard", id, stream, shardCount);
+        env_.trace("id:%d KinesisEnv::createStream [%s] with %d shard", env_.id(), stream, shardCount);
         return RXK_OK;
     }
-    MethodMessage message;
-    message.format("id:%d KinesisEnv::createStream [%s] with %d shard error : ", id, stream,
-                   shardCount);
-    const Aws::String& sdkMessage = outcome.GetError().GetMessage();
-    // The sink hears the live last-error text, so it runs with errorLock held; a sink must
-    // therefore never read this client's error text.
-    SyncLockGuard guard(errorLock);
-    lastError.assign(message.text());
-    lastError.append(sdkMessage.data(), sdkMessage.size());
-    sendToLog(lastError.c_str(), static_cast<int>(lastError.size()));
+    MethodMessage line;
+    line.format("id:%d KinesisEnv::createStream [%s] with %d shard error : ", env_.id(), stream, shardCount);
+    // The sink hears the live last-error text.
+    env_.failHeard(line, outcome.GetError().GetMessage());
     return RXK_ERROR;
 }
 

@@ -6,22 +6,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include <aws/core/utils/Array.h>
 #include <aws/core/utils/memory/stl/AWSString.h>
 
+#include "frame/bounded_copy.h"
+
 namespace rxk {
 
-// Capacity for a host buffer that comes without a size.
-constexpr std::size_t kUnmeasuredBuffer = std::numeric_limits<std::size_t>::max();
-
-// Copies `length` bytes at `bytes` (may be null when length is 0) as text into `out`, which holds
-// `capacity` bytes (at least 1). Returns the number of text bytes written before the NUL.
-std::size_t copyAsText(const void* bytes, std::size_t length, char* out, std::size_t capacity);
-
-std::size_t copyAsText(const Aws::Utils::ByteBuffer& data, char* out, std::size_t capacity);
-std::size_t copyAsText(const Aws::String& text, char* out, std::size_t capacity);
+// Copies the data as text into `out`, which holds `capacity` bytes (at least 1).
+void copyAsText(const Aws::Utils::ByteBuffer& data, char* out, std::size_t capacity);
+void copyAsText(const Aws::String& text, char* out, std::size_t capacity);
 
 // The record's length in bytes as the host sees it; data without storage counts as empty.
 int32_t dataLength(const Aws::Utils::ByteBuffer& data);

@@ -1,7 +1,6 @@
 #include "consumer/shard_iterator_data.h"
 
 #include <cstring>
-#include <utility>
 
 namespace rxk {
 
@@ -30,21 +29,14 @@ void ShardIteratorData::fetchWithIteratorText(const Aws::Kinesis::KinesisClient&
     recordsRequest.SetShardIterator(iteratorText);
     // The previous batch is dropped before the next one is decoded, so that the decoding reuses
     // its memory while it is still in cache, and a reading never holds two batches at once.
-    Aws::Vector<Aws::Kinesis::Model::Record>().swap(records);
+    recordsOutcome = Aws::Kinesis::Model::GetRecordsOutcome();
     recordsOutcome = client.GetRecords(recordsRequest);
-    // A batch may hold thousands of records, already decoded once: take them over instead of
-    // copying. The outcome is our own non-const object and nothing reads its records later;
-    // its next iterator text stays in place for the following fetch.
-    auto& answered = const_cast<Aws::Vector<Aws::Kinesis::Model::Record>&>(
-        recordsOutcome.GetResult().GetRecords());
-    records = std::move(answered);
-    answered.clear();
 }
 
 void ShardIteratorData::fetchNextBatch(const Aws::Kinesis::KinesisClient& client) {
     iteratorText = recordsOutcome.GetResult().GetNextShardIterator();
     fetchWithIteratorText(client);
-    if (!records.empty()) cursor = 0;
+    if (!records().empty()) cursor = 0;
 }
 
 }  // namespace rxk

@@ -1,5 +1,6 @@
 // ShardIteratorData: the reading state of one pair of stream name and shard id. It keeps the
-// SDK's requests and outcomes by value so that a reading lasts from one export call to the next.
+// SDK's requests and outcomes by value so that a reading lasts from one export call to the next;
+// the latest batch is read where the answer decoded it, never copied or moved out.
 #pragma once
 
 #include <cstddef>
@@ -31,19 +32,19 @@ struct ShardIteratorData {
     Aws::Kinesis::Model::GetShardIteratorRequest iteratorRequest;
     Aws::Kinesis::Model::GetShardIteratorOutcome iteratorOutcome;
     Aws::Kinesis::Model::GetRecordsRequest recordsRequest;
-    Aws::Kinesis::Model::GetRecordsOutcome recordsOutcome;
-    Aws::Vector<Aws::Kinesis::Model::Record> records;  // the latest batch
-    Aws::String iteratorText;                          // sent with the latest GetRecords
+    Aws::Kinesis::Model::GetRecordsOutcome recordsOutcome;  // the latest batch, and the next iterator
+    Aws::String iteratorText;                               // sent with the latest GetRecords
     int32_t cursor = 0;                                // next record of `records` to hand out
     char shardId[kNameFieldBytes];
     char streamName[kNameFieldBytes];
     bool started = false;
 
     bool matches(const char* stream, const char* shard) const;
-    int32_t batchSize() const { return static_cast<int32_t>(records.size()); }
+    const Aws::Vector<Aws::Kinesis::Model::Record>& records() const { return recordsOutcome.GetResult().GetRecords(); }
+    int32_t batchSize() const { return static_cast<int32_t>(records().size()); }
     bool hasWaitingRecord() const { return cursor >= 0 && cursor < batchSize(); }
 
-    // Sends recordsRequest with `iteratorText` and takes the answer's records as the batch.
+    // Sends recordsRequest with `iteratorText`; the answer's records are the batch.
     void fetchWithIteratorText(const Aws::Kinesis::KinesisClient& client);
     // The fetch step of a running reading: moves on from the latest answer's next iterator.
     // The cursor goes to 0 only when the new batch has records.

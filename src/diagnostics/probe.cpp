@@ -1,4 +1,4 @@
-// KinesisEnv::dummy: lets a host try out how exceptions travel from the library to it. Each
+// Probe::dummy: lets a host try out how exceptions travel from the library to it. Each
 // scenario word prints its lines on standard output (left unflushed, like any other output of
 // the process) and ends in a processor fault or a throw, some inside a protected region whose
 // clauses print a line and throw on.
@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "diagnostics/probe.h"
 #include "env/fault_translator.h"
-#include "env/kinesis_env.h"
 #include "env/text_exception.h"
 #include "rxkinesis_exceptions.h"
 
@@ -153,9 +153,10 @@ constexpr Scenario kScenarios[] = {
 
 }  // namespace
 
-int32_t KinesisEnv::dummy(const char* kind) {
+int32_t Probe::dummy(const char* kind) {
+    const int32_t id = env_.id();
     const char* word = kind != nullptr ? kind : "";  // a null word names no scenario
-    fail("id:%d KinesisEnv::dummy [%s]", id, word);
+    env_.fail("id:%d KinesisEnv::dummy [%s]", id, word);
     for (const Scenario& scenario : kScenarios) {
         if (std::strcmp(word, scenario.word) == 0) {
             scenario.run(id, word);

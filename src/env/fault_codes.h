@@ -8,7 +8,6 @@ constexpr unsigned int kAccessViolationCode = 0xC0000005;
 constexpr unsigned int kInvalidHandleCode = 0xC0000008;
 constexpr unsigned int kIllegalInstructionCode = 0xC000001D;
 constexpr unsigned int kArrayBoundsExceededCode = 0xC000008C;
-constexpr unsigned int kFloatDenormalOperandCode = 0xC000008D;
 constexpr unsigned int kFloatDivideByZeroCode = 0xC000008E;
 constexpr unsigned int kFloatInexactResultCode = 0xC000008F;
 constexpr unsigned int kFloatInvalidOperationCode = 0xC0000090;

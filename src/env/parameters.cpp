@@ -7,38 +7,37 @@
 #include <string>
 #include <strings.h>
 
+#include "env/client_env.h"
 #include "env/fault_translator.h"
-#include "env/kinesis_env.h"
+#include "frame/message_buffer.h"
 #include "frame/sync_lock.h"
 
 namespace rxk {
-namespace {
 
-enum class KeyKind {
+enum class ClientEnv::KeyKind {
     Number,    // a 32-bit field, set and read as decimal text
     Action,    // set only: does something, keeps nothing
     Counters,  // read only: a counter group and firstFailedError
 };
 
-struct ParameterKey {
+struct ClientEnv::ParameterKey {
     const char* name;
     KeyKind kind;
-    std::atomic<int32_t> KinesisEnv::*number;
-    CounterGroup KinesisEnv::*counters;
-};
-
-constexpr ParameterKey kKeys[] = {
-    {"retry", KeyKind::Number, &KinesisEnv::retry, nullptr},
-    {"retryattemptshow", KeyKind::Number, &KinesisEnv::retryattemptshow, nullptr},
-    {"maxputrow", KeyKind::Number, &KinesisEnv::maxputrow, nullptr},
-    {"maxputlen", KeyKind::Number, &KinesisEnv::maxputlen, nullptr},
-    {"exceptiontranslator", KeyKind::Action, nullptr, nullptr},
-    {"retryattemptPutRecords", KeyKind::Counters, nullptr, &KinesisEnv::retryattemptPutRecords},
-    {"retryattemptFailRecords", KeyKind::Counters, nullptr, &KinesisEnv::retryattemptFailRecords},
+    std::atomic<int32_t> ClientEnv::*number;
+    CounterGroup ClientEnv::*counters;
 };
 
 // The key called `name` among those of `kind` or `otherKind`; null if none.
-const ParameterKey* findKey(const char* name, KeyKind kind, KeyKind otherKind) {
+const ClientEnv::ParameterKey* ClientEnv::findKey(const char* name, KeyKind kind, KeyKind otherKind) {
+    static constexpr ParameterKey kKeys[] = {
+        {"retry", KeyKind::Number, &ClientEnv::retry_, nullptr},
+        {"retryattemptshow", KeyKind::Number, &ClientEnv::retryattemptshow_, nullptr},
+        {"maxputrow", KeyKind::Number, &ClientEnv::maxputrow_, nullptr},
+        {"maxputlen", KeyKind::Number, &ClientEnv::maxputlen_, nullptr},
+        {"exceptiontranslator", KeyKind::Action, nullptr, nullptr},
+        {"retryattemptPutRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptPutRecords_},
+        {"retryattemptFailRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptFailRecords_},
+    };
     if (name == nullptr) return nullptr;
     for (const ParameterKey& key : kKeys) {
         if ((key.kind == kind || key.kind == otherKind) && strcasecmp(name, key.name) == 0) return &key;
@@ -46,6 +45,7 @@ const ParameterKey* findKey(const char* name, KeyKind kind, KeyKind otherKind) {
     return nullptr;
 }
 
+namespace {
 // Like atoi: leading blanks, an optional sign, the digits up to the first other character, 0
 // without digits. Values beyond 32 bits are held at the nearest bound instead of overflowing.
 int32_t numberOf(const char* value) {
@@ -60,10 +60,10 @@ constexpr std::size_t kCounterTextBytes = RXK_ERROR_TEXT_BYTES + 88;
 
 }  // namespace
 
-int32_t KinesisEnv::setParam(const char* name, const char* value) {
+int32_t ClientEnv::setParam(const char* name, const char* value) {
     const ParameterKey* key = findKey(name, KeyKind::Number, KeyKind::Action);
     if (key == nullptr) {
-        fail("rxKinesis::setParam bad param name [%s]", name == nullptr ? "(null)" : name);
+        fail("rxKinesis::setParam bad param name [%s]", textOrNullWord(name));
         return RXK_ERROR;
     }
     // A number needs a text to read: a missing value changes nothing.
@@ -79,10 +79,10 @@ int32_t KinesisEnv::setParam(const char* name, const char* value) {
     return RXK_OK;
 }
 
-int32_t KinesisEnv::getParam(const char* name, char* buffer) {
+int32_t ClientEnv::getParam(const char* name, char* buffer) {
     const ParameterKey* key = findKey(name, KeyKind::Number, KeyKind::Counters);
     if (key == nullptr) {
-        fail("rxKinesis::getParam bad param name [%s]", name == nullptr ? "(null)" : name);
+        fail("rxKinesis::getParam bad param name [%s]", textOrNullWord(name));
         return RXK_ERROR;
     }
     if (key->kind == KeyKind::Number) {
@@ -92,13 +92,28 @@ int32_t KinesisEnv::getParam(const char* name, char* buffer) {
     CounterGroup counters;
     std::string firstError;
     {
-        SyncLockGuard guard(statsLock);
+        SyncLockGuard guard(statsLock_);
         counters = this->*(key->counters);
-        firstError.assign(firstFailedError.data(), firstFailedError.size());
+        firstError.assign(firstFailedError_.data(), firstFailedError_.size());
     }
     std::snprintf(buffer, kCounterTextBytes, "%" PRId64 ";%" PRId64 ";%" PRId64 ";%" PRId64 ";%s",
                   counters.last, counters.min, counters.max, counters.sum, firstError.c_str());
     return RXK_OK;
+}
+
+void ClientEnv::feedRetryAttempts(int32_t attempts) {
+    SyncLockGuard guard(statsLock_);
+    retryattemptPutRecords_.feed(attempts);
+}
+
+void ClientEnv::feedFailedRecords(int32_t failed) {
+    SyncLockGuard guard(statsLock_);
+    retryattemptFailRecords_.feed(failed);
+}
+
+void ClientEnv::setFirstFailedError(const Aws::String& text) {
+    SyncLockGuard guard(statsLock_);
+    firstFailedError_ = text;
 }
 
 }  // namespace rxk

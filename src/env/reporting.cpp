@@ -1,21 +1,22 @@
-// How a client reports: every line is composed in a 1024-byte message buffer; the last-error
-// text is replaced under errorLock, and the lock is left before any sink runs.
+// How a client reports: every line is composed in a method message buffer; the last-error text
+// is replaced under errorLock, and the lock is left before any sink runs (but for failHeard).
 #include <cstdarg>
 
-#include "env/kinesis_env.h"
+#include "env/client_env.h"
 #include "frame/message_buffer.h"
 #include "frame/module.h"
 #include "frame/sync_lock.h"
 
 namespace rxk {
-void KinesisEnv::replaceLastError(const char* text) {
-    SyncLockGuard guard(errorLock);
-    lastError.assign(text);
+
+void ClientEnv::replaceLastError(const char* text) {
+    SyncLockGuard guard(errorLock_);
+    lastError_.assign(text);
 }
 
-bool KinesisEnv::tracing() const { return traceSink() != nullptr; }
+bool ClientEnv::tracing() const { return traceSink() != nullptr; }
 
-void KinesisEnv::fail(const char* fmt, ...) {
+void ClientEnv::fail(const char* fmt, ...) {
     MethodMessage message;
     va_list args;
     va_start(args, fmt);
@@ -25,22 +26,29 @@ void KinesisEnv::fail(const char* fmt, ...) {
     sendToLog(message.text(), length);
 }
 
-void KinesisEnv::failWithSdkMessage(const Aws::String& sdkMessage, const char* fmt, ...) {
+void ClientEnv::failWithSdkMessage(const Aws::String& sdkMessage, const char* fmt, ...) {
     MethodMessage message;
     va_list args;
     va_start(args, fmt);
     const int length = message.vformat(fmt, args);
     va_end(args);
     {
-        SyncLockGuard guard(errorLock);
-        lastError.assign(message.text());
-        lastError.append(sdkMessage.data(), sdkMessage.size());
+        SyncLockGuard guard(errorLock_);
+        lastError_.assign(message.text());
+        lastError_.append(sdkMessage.data(), sdkMessage.size());
     }
     sendToLog(message.text(), length);
     sendToLog(sdkMessage.c_str(), static_cast<int>(sdkMessage.size()));
 }
 
-void KinesisEnv::failSilently(const char* fmt, ...) {
+void ClientEnv::failHeard(const MethodMessage& line, const Aws::String& sdkMessage) {
+    SyncLockGuard guard(errorLock_);
+    lastError_.assign(line.text());
+    lastError_.append(sdkMessage.data(), sdkMessage.size());
+    sendToLog(lastError_.c_str(), static_cast<int>(lastError_.size()));
+}
+
+void ClientEnv::failSilently(const char* fmt, ...) {
     MethodMessage message;
     va_list args;
     va_start(args, fmt);
@@ -49,7 +57,7 @@ void KinesisEnv::failSilently(const char* fmt, ...) {
     replaceLastError(message.text());
 }
 
-void KinesisEnv::notify(const char* fmt, ...) {
+void ClientEnv::notify(const char* fmt, ...) {
     if (logSink() == nullptr) return;
     MethodMessage message;
     va_list args;
@@ -59,7 +67,7 @@ void KinesisEnv::notify(const char* fmt, ...) {
     sendToLog(message.text(), length);
 }
 
-void KinesisEnv::trace(const char* fmt, ...) {
+void ClientEnv::trace(const char* fmt, ...) {
     if (!tracing()) return;
     MethodMessage message;
     va_list args;

@@ -9,6 +9,9 @@
 
 namespace rxk {
 
+// Stands for the text of an exception that has no object to ask (a catch (...) clause).
+constexpr char kUnknownExceptionText[] = "unknow";
+
 class TextException : public std::exception {
 public:
     TextException() noexcept = default;

@@ -7,10 +7,13 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "rxkinesis.h"
+
 namespace rxk {
 
 constexpr std::size_t kExportMessageBytes = 256;
-constexpr std::size_t kMethodMessageBytes = 1024;
+// A client method composes any message into a buffer the size the host gives for error texts.
+constexpr std::size_t kMethodMessageBytes = RXK_ERROR_TEXT_BYTES;
 
 template <std::size_t N>
 class MessageBuffer {
@@ -46,5 +49,11 @@ private:
 
 using ExportMessage = MessageBuffer<kExportMessageBytes>;
 using MethodMessage = MessageBuffer<kMethodMessageBytes>;
+
+// What a message shows for an argument: a null text as the runtime's formatter prints one,
+// or as "NULL"; a pointer as whether it was given.
+inline const char* textOrNullWord(const char* text) { return text != nullptr ? text : "(null)"; }
+inline const char* givenOrNull(const char* text) { return text != nullptr ? text : "NULL"; }
+inline const char* pointerWord(const void* pointer) { return pointer != nullptr ? "OK" : "NULL"; }
 
 }  // namespace rxk

@@ -9,6 +9,7 @@
 #include <string>
 #include <strings.h>
 
+#include "frame/bounded_copy.h"
 #include "frame/module.h"
 #include "frame/module_state.h"
 #include "frame/sync_lock.h"
@@ -31,21 +32,15 @@ bool started = false;  // guarded by lifecycleMutex; never cleared
 std::atomic<LogEventCallBack> logSinkPointer{nullptr};
 std::atomic<LogEventCallBack> traceSinkPointer{nullptr};
 
-// Global parameters: read and written without a lock, as fixed NUL-terminated fields.
+// The global delimiter: read and written without a lock, as a fixed NUL-terminated field.
 char delimiterField[12];
-char statsPathField[512];
 
 constexpr char kDefaultDelimiter[] = ";";
-constexpr char kTruncationMark[] = " [...]";
-constexpr std::size_t kTruncationMarkLength = sizeof(kTruncationMark) - 1;
-// Bytes that a cut text gives up at the end of the buffer: the mark, its NUL and 3 unused bytes.
-constexpr int32_t kTruncationReserve = 10;
 
 template <std::size_t N>
 void storeBounded(char (&field)[N], const char* value) noexcept {
     const std::size_t length = value == nullptr ? 0 : strnlen(value, N - 1);
-    if (length > 0) std::memcpy(field, value, length);
-    field[length] = '\0';
+    copyBounded(value, length, field, N, CopyStyle::Cut);
 }
 
 }  // namespace
@@ -73,37 +68,16 @@ void setGlobalErrorText(const char* text) {
 
 void copyGlobalErrorText(char* buffer, int32_t bufferLength) {
     SyncLockGuard guard(errorTextLock);
-    truncatingCopy(globalErrorText.data(), globalErrorText.size(), buffer, bufferLength);
-}
-
-void truncatingCopy(const char* text, std::size_t length, char* buffer, int32_t bufferLength) noexcept {
-    if (buffer == nullptr || bufferLength <= 0) return;
-    const std::size_t room = static_cast<std::size_t>(bufferLength) - 1;
-    if (length <= room) {
-        std::memcpy(buffer, text, length);
-        buffer[length] = '\0';
-        return;
-    }
-    if (bufferLength >= kTruncationReserve) {
-        const std::size_t prefix = static_cast<std::size_t>(bufferLength - kTruncationReserve);
-        std::memcpy(buffer, text, prefix);
-        std::memcpy(buffer + prefix, kTruncationMark, kTruncationMarkLength + 1);
-        return;
-    }
-    // Too small for the mark: the text is cut to the buffer.
-    std::memcpy(buffer, text, room);
-    buffer[room] = '\0';
+    copyBounded(globalErrorText.data(), globalErrorText.size(), buffer, capacityOf(bufferLength),
+                CopyStyle::CutMarked);
 }
 
 char globalDelimiter() noexcept { return delimiterField[0]; }
-const char* statsPath() noexcept { return statsPathField; }
 
 bool setGlobalParameter(const char* name, const char* value) noexcept {
     if (name == nullptr) return false;
-    if (strcasecmp(name, "statspath") == 0) {
-        storeBounded(statsPathField, value);
-        return true;
-    }
+    // Accepted for hosts that set it; nothing in the library reads a statistics file.
+    if (strcasecmp(name, "statspath") == 0) return true;
     if (strcasecmp(name, "delimiter") == 0) {
         storeBounded(delimiterField, value);
         return true;
@@ -120,7 +94,6 @@ void startModule() {
     std::lock_guard<std::mutex> guard(lifecycleMutex);
     if (started) return;
     started = true;
-    storeBounded(statsPathField, "");
     storeBounded(delimiterField, kDefaultDelimiter);
     Aws::InitAPI(sdkOptions);
 }

@@ -12,14 +12,8 @@ namespace rxk {
 struct SyncLock {
     std::recursive_mutex section;  // constant-initialised: usable even before init()
     int busy = 0;
-    int noBusyFlag = 0;
-    int useMutex = 0;
 
-    void init() {
-        busy = 0;
-        noBusyFlag = 0;
-        useMutex = 0;
-    }
+    void init() { busy = 0; }
 
     void enter() {
         section.lock();

@@ -15,9 +15,11 @@
 #include <aws/kinesis/model/PutRecordsRequest.h>
 #include <aws/kinesis/model/PutRecordsResult.h>
 
+#include "env/client_env.h"
 #include "env/text_exception.h"
 #include "frame/message_buffer.h"
 #include "frame/module.h"
+#include "producer/producer.h"
 #include "producer/record_list.h"
 #include "producer/unaccounted_answer.h"
 #include "rxkinesis_exceptions.h"
@@ -60,9 +62,6 @@ constexpr char kEvaluationUnknownException[] =
 constexpr char kOuterFault[] = "id:%d KinesisEnv::putRecords listId:%d thread:%s step:%d size:%d Exception:[%s]";
 constexpr char kOuterException[] = "id:%d KinesisEnv::putRecords listId:%d tag:%s step:%d size:%d Exception:[%s]";
 
-// The tag is optional; a missing one prints as the runtime's formatter prints a null text.
-const char* tagText(const char* tag) { return tag != nullptr ? tag : "(null)"; }
-
 // The SDK's models hand out const views only. The objects here are ours and not const, so
 // their contents may be moved out instead of copied.
 template <typename T>
@@ -98,13 +97,13 @@ private:
     PutRecordsData& list_;
 };
 
-// One call of putRecords. The outer protection lives in KinesisEnv::putRecords and reads
+// One call of putRecords. The outer protection lives in Producer::putRecords and reads
 // `step` and `size` from here.
 class BatchPut {
 public:
-    BatchPut(KinesisEnv& env, int32_t listId, const char* streamName, int32_t* put, int32_t* failed,
-             int32_t* bytes, int32_t* output, const char* tag)
-        : env_(env), listId_(listId), streamName_(streamName), put_(put), failed_(failed), bytes_(bytes),
+    BatchPut(ClientEnv& env, RecordLists& lists, int32_t listId, const char* streamName, int32_t* put,
+             int32_t* failed, int32_t* bytes, int32_t* output, const char* tag)
+        : env_(env), lists_(lists), listId_(listId), streamName_(streamName), put_(put), failed_(failed), bytes_(bytes),
           output_(output), tag_(tag) {}
 
     int32_t run();
@@ -123,11 +122,11 @@ private:
     void foldRetryAnswer();
     void reportInterruptedEvaluation(const char* text);
     PutRecordsOutcome callService() const;
-    void feed(CounterGroup& group, int32_t value);
     int32_t failedForLines() const { return failed_ != nullptr ? *failed_ : -1; }
     int32_t answerFailedCount() const { return outcome_.GetResult().GetFailedRecordCount(); }
 
-    KinesisEnv& env_;
+    ClientEnv& env_;
+    RecordLists& lists_;
     const int32_t listId_;
     const char* const streamName_;
     int32_t* const put_;
@@ -155,25 +154,25 @@ private:
 
 int32_t BatchPut::run() {
     step = 1;
-    size = countOf(env_.recordLists.size());
+    size = countOf(lists_.size());
     step = 2;
-    if (!isListPosition(env_, listId_)) {
-        env_.fail(kNotFound, env_.id, listId_);
+    if (!isListPosition(lists_, listId_)) {
+        env_.fail(kNotFound, env_.id(), listId_);
         return RXK_ERROR;
     }
     step = 3;
-    list_ = env_.recordLists[listId_].get();
+    list_ = lists_[listId_].get();
     step = 4;
     if (list_ == nullptr) {
         // The list does not exist: nothing may be read from it, so the call ends here.
         step = 80;
-        env_.notify(kFreeSlot, env_.id, listId_, tagText(tag_));
+        env_.notify(kFreeSlot, env_.id(), listId_, textOrNullWord(tag_));
         step = 81;
         return RXK_ERROR;
     }
     if (list_->entries.empty()) {
         step = 70;
-        env_.notify(kNoRecords, env_.id, streamName_);
+        env_.notify(kNoRecords, env_.id(), streamName_);
         step = 71;
         return RXK_OK;
     }
@@ -185,7 +184,7 @@ int32_t BatchPut::sendFirstRequest() {
     // read back as another stream than the one the records went to.
     const std::size_t nameLength = std::strlen(streamName_);
     if (nameLength >= sizeof list_->streamName) {
-        env_.fail(kStreamNameTooLong, env_.id, listId_, countOf(std::min<std::size_t>(nameLength, INT32_MAX)),
+        env_.fail(kStreamNameTooLong, env_.id(), listId_, countOf(std::min<std::size_t>(nameLength, INT32_MAX)),
                   countOf(sizeof list_->streamName - 1));
         return RXK_ERROR;
     }
@@ -208,19 +207,19 @@ int32_t BatchPut::sendFirstRequest() {
     step = 15;
     if (!outcome_.IsSuccess()) {
         step = 50;
-        env_.failWithSdkMessage(outcome_.GetError().GetMessage(), kFirstRequestFailed, env_.id, streamName_);
+        env_.failWithSdkMessage(outcome_.GetError().GetMessage(), kFirstRequestFailed, env_.id(), streamName_);
         step = 51;
         return RXK_ERROR;
     }
     result_ = startFailed_ != 0 ? RXK_SOME_FAILED : RXK_OK;
     if (env_.tracing()) {
         step = 16;
-        env_.trace(kResultTrace, env_.id, streamName_, result_, countOf(list_->entries.size()),
+        env_.trace(kResultTrace, env_.id(), streamName_, result_, countOf(list_->entries.size()),
                    static_cast<int32_t>(list_->totalSize), startFailed_);
         step = 17;
     }
     step = 20;
-    if (startFailed_ <= 0 || env_.retry.load() < 0) return result_;
+    if (startFailed_ <= 0 || env_.retry() < 0) return result_;
     return retryFailedRecords();
 }
 
@@ -228,7 +227,7 @@ void BatchPut::traceFirstAnswer() {
     if (!env_.tracing()) return;
     step = 11;
     MethodMessage line;
-    line.format(kFirstAnswerTrace, env_.id, streamName_, countOf(list_->entries.size()), startFailed_,
+    line.format(kFirstAnswerTrace, env_.id(), streamName_, countOf(list_->entries.size()), startFailed_,
                 outcome_.IsSuccess() ? "yes" : "no", static_cast<int32_t>(list_->totalSize));
     step = 12;
     sendToTrace(line.text(), line.length());
@@ -244,10 +243,7 @@ void BatchPut::writeOutputs() {
 }
 
 int32_t BatchPut::retryFailedRecords() {
-    {
-        SyncLockGuard guard(env_.statsLock);
-        env_.firstFailedError = kNoFailedErrorYet;
-    }
+    env_.setFirstFailedError(kNoFailedErrorYet);
     result_ = RXK_ERROR;
     step = 21;
     while (answerFailedCount() > 0) {
@@ -258,7 +254,7 @@ int32_t BatchPut::retryFailedRecords() {
         if (firstScan_) attemptResults_ = list_->results;
         if (announceAttemptAndTestLimit()) break;
         step = 34;
-        feed(env_.retryattemptFailRecords, answerFailedCount());
+        env_.feedFailedRecords(answerFailedCount());
         step = 35;
         result_ = RXK_ERROR;
         collectFailedRecords();
@@ -271,8 +267,8 @@ int32_t BatchPut::retryFailedRecords() {
         step = 37;
         if (!outcome_.IsSuccess()) {
             // attempt does not count this request, and result stays -1.
-            env_.failWithSdkMessage(outcome_.GetError().GetMessage(), kRetryRequestFailed, env_.id, streamName_,
-                                    attempt_, env_.retry.load(), startFailed_, failedForLines());
+            env_.failWithSdkMessage(outcome_.GetError().GetMessage(), kRetryRequestFailed, env_.id(), streamName_,
+                                    attempt_, env_.retry(), startFailed_, failedForLines());
             break;
         }
         newFailed_ = answerFailedCount();
@@ -282,20 +278,20 @@ int32_t BatchPut::retryFailedRecords() {
         ++attempt_;
     }
     step = 22;
-    feed(env_.retryattemptPutRecords, attempt_);
+    env_.feedRetryAttempts(attempt_);
     return result_;
 }
 
 // True when the attempt limit is reached; result keeps the 3 of the latest retry answer then.
 bool BatchPut::announceAttemptAndTestLimit() {
     step = 32;
-    if (env_.retryattemptshow.load() > 1) {
-        env_.notify(kAttemptAnnounce, env_.id, streamName_, attempt_, env_.retry.load(), answerFailedCount());
+    if (env_.retryAttemptShow() > 1) {
+        env_.notify(kAttemptAnnounce, env_.id(), streamName_, attempt_, env_.retry(), answerFailedCount());
     }
     step = 33;
-    const int32_t retry = env_.retry.load();
+    const int32_t retry = env_.retry();
     if (!attemptLimitReached(attempt_, retry)) return false;
-    env_.notify(kMaxReached, env_.id, streamName_, attempt_, retry, answerFailedCount());
+    env_.notify(kMaxReached, env_.id(), streamName_, attempt_, retry, answerFailedCount());
     return true;
 }
 
@@ -325,10 +321,7 @@ void BatchPut::collectFailedRecords() {
         }
         if (firstError_) {
             step = 65;
-            {
-                SyncLockGuard guard(env_.statsLock);
-                env_.firstFailedError = answer.GetErrorMessage();
-            }
+            env_.setFirstFailedError(answer.GetErrorMessage());
             step = 66;
             firstError_ = false;
         }
@@ -351,14 +344,14 @@ void BatchPut::evaluateRetryAnswer() {
     } catch (std::exception& error) {
         reportInterruptedEvaluation(error.what());
     } catch (...) {
-        env_.notify(kEvaluationUnknownException, env_.id, streamName_, attempt_, env_.retry.load(), startFailed_,
+        env_.notify(kEvaluationUnknownException, env_.id(), streamName_, attempt_, env_.retry(), startFailed_,
                     failedForLines(), result_, countOf(list_->entries.size()), newFailed_,
                     countOf(attemptResults_.size()), countOf(indexList_.size()));
     }
 }
 
 void BatchPut::reportInterruptedEvaluation(const char* text) {
-    env_.notify(kEvaluationException, env_.id, streamName_, attempt_, env_.retry.load(), startFailed_,
+    env_.notify(kEvaluationException, env_.id(), streamName_, attempt_, env_.retry(), startFailed_,
                 failedForLines(), result_, countOf(list_->entries.size()), newFailed_,
                 countOf(attemptResults_.size()), countOf(indexList_.size()), text);
 }
@@ -394,34 +387,30 @@ void BatchPut::foldRetryAnswer() {
 PutRecordsOutcome BatchPut::callService() const {
     // Without a service client (never after a successful init) the answer is a failure with no
     // message, like any request that could not be made.
-    if (env_.client == nullptr) return PutRecordsOutcome();
-    return accountedOrFailed(env_.client->PutRecords(request_), request_.GetRecords().size());
-}
-
-void BatchPut::feed(CounterGroup& group, int32_t value) {
-    SyncLockGuard guard(env_.statsLock);
-    group.feed(value);
+    const Aws::Kinesis::KinesisClient* service = env_.service();
+    if (service == nullptr) return PutRecordsOutcome();
+    return accountedOrFailed(service->PutRecords(request_), request_.GetRecords().size());
 }
 
 }  // namespace
 
-int32_t KinesisEnv::putRecords(int32_t listId, const char* streamName, int32_t* put, int32_t* failed,
-                               int32_t* bytes, int32_t* output, const char* tag) {
+int32_t Producer::putRecords(int32_t listId, const char* streamName, int32_t* put, int32_t* failed,
+                             int32_t* bytes, int32_t* output, const char* tag) {
     for (int32_t* value : {put, failed, bytes, output}) {
         if (value != nullptr) *value = 0;
     }
-    BatchPut batch(*this, listId, streamName, put, failed, bytes, output, tag);
+    BatchPut batch(env_, recordLists_, listId, streamName, put, failed, bytes, output, tag);
     // The outer protection reports and throws on: nothing is swallowed here.
     try {
         return batch.run();
     } catch (SE_Exception& fault) {
-        fail(kOuterFault, id, listId, tagText(tag), batch.step, batch.size, fault.what());
+        env_.fail(kOuterFault, env_.id(), listId, textOrNullWord(tag), batch.step, batch.size, fault.what());
         throw SE_Exception(fault.code);
     } catch (std::exception& error) {
-        fail(kOuterException, id, listId, tagText(tag), batch.step, batch.size, error.what());
+        env_.fail(kOuterException, env_.id(), listId, textOrNullWord(tag), batch.step, batch.size, error.what());
         throw TextException(error.what());
     } catch (...) {
-        fail(kOuterException, id, listId, tagText(tag), batch.step, batch.size, kUnknownExceptionText);
+        env_.fail(kOuterException, env_.id(), listId, textOrNullWord(tag), batch.step, batch.size, kUnknownExceptionText);
         throw;
     }
 }

@@ -1,9 +1,9 @@
 // GetLastResultPutRecords: the outcome of one record of a list's latest send, by position in the
 // first request. A pure read: the list stays as it is, and a repeated call answers the same.
-#include <algorithm>
 #include <cstring>
 
-#include "producer/record_list.h"
+#include "producer/host_text.h"
+#include "producer/producer.h"
 
 namespace rxk {
 namespace {
@@ -11,30 +11,19 @@ namespace {
 constexpr char kListNotFound[] = "id:%d KinesisEnv::getLastResult list [%d] not found";
 constexpr char kIndexOutside[] = "id:%d KinesisEnv::getLastResult error listId:%d index:%d EntryListSize:%d";
 
-// The header promises that RXK_ERROR_TEXT_BYTES holds any value: a longer text (a service
-// message, a host's overlong key) is cut to fit rather than written past the host's buffer.
-void copyText(char* destination, const char* text, std::size_t length) {
-    if (destination == nullptr) return;
-    length = std::min<std::size_t>(length, RXK_ERROR_TEXT_BYTES - 1);
-    std::memcpy(destination, text, length);
-    destination[length] = '\0';
-}
-
-void copyText(char* destination, const Aws::String& text) { copyText(destination, text.c_str(), text.size()); }
-
 }  // namespace
 
-int32_t KinesisEnv::getLastResult(int32_t listId, int32_t index, char* streamName, char* shardId,
-                                  char* sequenceNumber, unsigned char* success, char* partitionKey,
-                                  char* explicitHashKey, char* error, uint32_t* dataLength) {
+int32_t Producer::getLastResult(int32_t listId, int32_t index, char* streamName, char* shardId,
+                                char* sequenceNumber, unsigned char* success, char* partitionKey,
+                                char* explicitHashKey, char* error, uint32_t* dataLength) {
     // A free slot has no list to read: it is answered like an unknown list id.
-    const PutRecordsData* list = isListPosition(*this, listId) ? recordLists[listId].get() : nullptr;
+    const PutRecordsData* list = isListPosition(recordLists_, listId) ? recordLists_[listId].get() : nullptr;
     if (list == nullptr) {
-        fail(kListNotFound, id, listId);
+        env_.fail(kListNotFound, env_.id(), listId);
         return RXK_ERROR;
     }
     if (index < 0 || static_cast<uint64_t>(index) >= list->results.size()) {
-        fail(kIndexOutside, id, listId, index, static_cast<int32_t>(list->results.size()));
+        env_.fail(kIndexOutside, env_.id(), listId, index, static_cast<int32_t>(list->results.size()));
         return RXK_ERROR;
     }
     const auto& outcome = list->results[index];
@@ -47,13 +36,13 @@ int32_t KinesisEnv::getLastResult(int32_t listId, int32_t index, char* streamNam
     static const Aws::Kinesis::Model::PutRecordsRequestEntry kNoRecord;
     const auto& record = recordAtIndex ? list->entries[index] : kNoRecord;
 
-    copyText(streamName, list->streamName, strnlen(list->streamName, sizeof list->streamName - 1));
-    copyText(shardId, outcome.GetShardId());
-    copyText(sequenceNumber, outcome.GetSequenceNumber());
-    copyText(partitionKey, record.GetPartitionKey());
-    copyText(explicitHashKey, record.GetExplicitHashKey());
+    copyHostText(streamName, list->streamName, strnlen(list->streamName, sizeof list->streamName - 1));
+    copyHostText(shardId, outcome.GetShardId());
+    copyHostText(sequenceNumber, outcome.GetSequenceNumber());
+    copyHostText(partitionKey, record.GetPartitionKey());
+    copyHostText(explicitHashKey, record.GetExplicitHashKey());
     if (success != nullptr) *success = failedRecord ? 0 : 1;
-    if (error != nullptr) copyText(error, failedRecord ? outcome.GetErrorMessage() : Aws::String());
+    if (error != nullptr) copyHostText(error, failedRecord ? outcome.GetErrorMessage() : Aws::String());
     if (dataLength != nullptr) *dataLength = static_cast<uint32_t>(record.GetData().GetLength());
     return RXK_OK;
 }

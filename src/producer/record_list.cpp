@@ -11,6 +11,9 @@
 
 #include "env/fault_codes.h"
 #include "env/fault_translator.h"
+#include "env/text_exception.h"
+#include "frame/message_buffer.h"
+#include "producer/producer.h"
 #include "rxkinesis_exceptions.h"
 
 namespace rxk {
@@ -57,57 +60,57 @@ void emptyList(PutRecordsData& list) {
 
 }  // namespace
 
-int32_t KinesisEnv::createListRecord() {
+int32_t Producer::createListRecord() {
     auto list = std::make_unique<PutRecordsData>();
     std::size_t position = 0;
-    while (position < recordLists.size() && recordLists[position] != nullptr) ++position;
-    const bool reuse = position < recordLists.size();
+    while (position < recordLists_.size() && recordLists_[position] != nullptr) ++position;
+    const bool reuse = position < recordLists_.size();
     if (reuse) {
-        recordLists[position] = std::move(list);
+        recordLists_[position] = std::move(list);
     } else {
-        recordLists.push_back(std::move(list));
+        recordLists_.push_back(std::move(list));
     }
     const auto listId = static_cast<int32_t>(position);
-    trace(kCreateTrace, id, listId, reuse ? "reuse" : "new");
+    env_.trace(kCreateTrace, env_.id(), listId, reuse ? "reuse" : "new");
     return listId;
 }
 
-int32_t KinesisEnv::addRecordToList(int32_t listId, const char* partitionKey, const char* explicitHashKey,
+int32_t Producer::addRecordToList(int32_t listId, const char* partitionKey, const char* explicitHashKey,
                                     const void* data, int32_t length) {
-    trace(kAddTrace, id, listId, partitionKey != nullptr ? "OK" : "NULL",
-          explicitHashKey != nullptr ? "OK" : "NULL", length);
-    if (!isListPosition(*this, listId)) {
-        fail(kAddNotFound, id, listId);
+    env_.trace(kAddTrace, env_.id(), listId, pointerWord(partitionKey),
+               pointerWord(explicitHashKey), length);
+    if (!isListPosition(recordLists_, listId)) {
+        env_.fail(kAddNotFound, env_.id(), listId);
         return RXK_ERROR;
     }
-    PutRecordsData* list = recordLists[listId].get();
+    PutRecordsData* list = recordLists_[listId].get();
     if (list == nullptr) {
         // Nothing is appended and no other list is touched.
-        notify(kAddFreeSlot, id, listId);
+        env_.notify(kAddFreeSlot, env_.id(), listId);
         return RXK_ERROR;
     }
 
     // Without any key, one random text serves as both keys. It is drawn before the limits are
     // tested, so a refused record has used up a draw.
     const bool randomKeys = partitionKey == nullptr && explicitHashKey == nullptr;
-    const char* randomKey = randomKeys ? makeRandomKey() : nullptr;
+    const char* randomKey = randomKeys ? randomKeys_.draw() : nullptr;
     const char* usedPartitionKey = randomKeys ? randomKey : partitionKey;
     const char* usedHashKey = randomKeys ? randomKey : explicitHashKey;
     const uint64_t partitionKeyLength = usedPartitionKey != nullptr ? std::strlen(usedPartitionKey) : 0;
     const uint64_t hashKeyLength = usedHashKey != nullptr ? std::strlen(usedHashKey) : 0;
 
     // Both limits compare as unsigned, so a negative parameter lifts its limit.
-    const int32_t rowLimit = maxputrow.load();
+    const int32_t rowLimit = env_.maxPutRow();
     if (list->entries.size() >= static_cast<uint32_t>(rowLimit)) {
-        failSilently(kAddRowLimit, id, listId, rowLimit);
+        env_.failSilently(kAddRowLimit, env_.id(), listId, rowLimit);
         return RXK_ROW_LIMIT;
     }
     // The explicit hash key counts here but not in totalSize.
-    const int32_t sizeLimit = maxputlen.load();
+    const int32_t sizeLimit = env_.maxPutLen();
     const uint64_t sizeWithRecord =
         partitionKeyLength + hashKeyLength + static_cast<uint64_t>(length) + list->totalSize;
     if (sizeWithRecord >= static_cast<uint32_t>(sizeLimit)) {
-        failSilently(kAddSizeLimit, id, listId, sizeLimit);
+        env_.failSilently(kAddSizeLimit, env_.id(), listId, sizeLimit);
         return RXK_SIZE_LIMIT;
     }
 
@@ -120,46 +123,46 @@ int32_t KinesisEnv::addRecordToList(int32_t listId, const char* partitionKey, co
     list->totalSize += static_cast<uint32_t>(static_cast<uint64_t>(length) + partitionKeyLength);
 
     // The line shows the arguments, not a drawn key.
-    trace(kAddedTrace, id, listId, length, static_cast<int32_t>(list->entries.size()), "PK",
+    env_.trace(kAddedTrace, env_.id(), listId, length, static_cast<int32_t>(list->entries.size()), "PK",
           givenOrNull(partitionKey), "HK", givenOrNull(explicitHashKey));
     return RXK_OK;
 }
 
-int32_t KinesisEnv::clearListRecord(int32_t listId) {
+int32_t Producer::clearListRecord(int32_t listId) {
     // A clear never fails: an unknown list is reported and still answered with 0.
     if (listId == kAllLists) {
-        for (auto& list : recordLists) {
+        for (auto& list : recordLists_) {
             if (list != nullptr) emptyList(*list);
         }
         return RXK_OK;
     }
-    if (!isListPosition(*this, listId)) {
-        fail(kClearNotFound, id, listId);
+    if (!isListPosition(recordLists_, listId)) {
+        env_.fail(kClearNotFound, env_.id(), listId);
         return RXK_OK;
     }
-    PutRecordsData* list = recordLists[listId].get();
+    PutRecordsData* list = recordLists_[listId].get();
     if (list == nullptr) {
-        notify(kClearFreeSlot, id, listId);
+        env_.notify(kClearFreeSlot, env_.id(), listId);
         return RXK_OK;
     }
     emptyList(*list);
     return RXK_OK;
 }
 
-int32_t KinesisEnv::freeListRecord(int32_t listId) {
+int32_t Producer::freeListRecord(int32_t listId) {
     if (listId == kAllLists) {
-        recordLists.clear();  // list ids start again at 0
+        recordLists_.clear();  // list ids start again at 0
         return RXK_OK;
     }
-    if (!isListPosition(*this, listId)) {
-        fail(kFreeNotFound, id, listId);
+    if (!isListPosition(recordLists_, listId)) {
+        env_.fail(kFreeNotFound, env_.id(), listId);
         return RXK_ERROR;
     }
-    recordLists[listId].reset();  // the slot stays, free for the next list
+    recordLists_[listId].reset();  // the slot stays, free for the next list
     return RXK_OK;
 }
 
-int32_t KinesisEnv::getListRecordInfo(int32_t listId, uint32_t* count, uint32_t* bytes) {
+int32_t Producer::getListRecordInfo(int32_t listId, uint32_t* count, uint32_t* bytes) {
     if (count != nullptr) *count = 0;
     if (bytes != nullptr) *bytes = 0;
     // `step` tells an exception line the last stage begun; `size` is the number of lists then.
@@ -167,17 +170,17 @@ int32_t KinesisEnv::getListRecordInfo(int32_t listId, uint32_t* count, uint32_t*
     int32_t size = 0;
     try {
         step = 1;
-        size = static_cast<int32_t>(recordLists.size());
+        size = static_cast<int32_t>(recordLists_.size());
         step = 2;
-        if (!isListPosition(*this, listId)) {
-            fail(kInfoNotFound, id, listId);
+        if (!isListPosition(recordLists_, listId)) {
+            env_.fail(kInfoNotFound, env_.id(), listId);
             return RXK_ERROR;
         }
         step = 3;
-        const PutRecordsData* list = recordLists[listId].get();
+        const PutRecordsData* list = recordLists_[listId].get();
         if (list == nullptr) {
             step = 31;
-            notify(kInfoFreeSlot, id, listId);
+            env_.notify(kInfoFreeSlot, env_.id(), listId);
             step = 32;
         }
         step = 4;
@@ -187,11 +190,11 @@ int32_t KinesisEnv::getListRecordInfo(int32_t listId, uint32_t* count, uint32_t*
         step = 6;
         return RXK_OK;
     } catch (SE_Exception& fault) {
-        fail(kInfoException, id, listId, step, size, fault.what());
+        env_.fail(kInfoException, env_.id(), listId, step, size, fault.what());
     } catch (std::exception& error) {
-        fail(kInfoException, id, listId, step, size, error.what());
+        env_.fail(kInfoException, env_.id(), listId, step, size, error.what());
     } catch (...) {
-        fail(kInfoException, id, listId, step, size, kUnknownExceptionText);
+        env_.fail(kInfoException, env_.id(), listId, step, size, kUnknownExceptionText);
     }
     return RXK_EXCEPTION;
 }

@@ -1,15 +1,16 @@
 // PutRecordsData: one record list of a client, gathered by AddRecordToList, sent by PutRecords
-// and read back by GetLastResultPutRecords. A list id is the list's position in
-// KinesisEnv::recordLists; a null pointer there is a free slot.
+// and read back by GetLastResultPutRecords. A list id is the list's position in the producer's
+// RecordLists; a null pointer there is a free slot.
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 #include <aws/core/utils/memory/stl/AWSVector.h>
 #include <aws/kinesis/model/PutRecordsRequestEntry.h>
 #include <aws/kinesis/model/PutRecordsResultEntry.h>
 
-#include "env/kinesis_env.h"
 #include "rxkinesis.h"
 
 namespace rxk {
@@ -25,15 +26,11 @@ struct PutRecordsData {
     Aws::Vector<Aws::Kinesis::Model::PutRecordsResultEntry> results;
 };
 
-// True when listId names a position of recordLists (the slot may still be free).
-inline bool isListPosition(const KinesisEnv& env, int32_t listId) {
-    return listId >= 0 && static_cast<uint64_t>(listId) < env.recordLists.size();
+using RecordLists = std::vector<std::unique_ptr<PutRecordsData>>;
+
+// True when listId names a position of `lists` (the slot may still be free).
+inline bool isListPosition(const RecordLists& lists, int32_t listId) {
+    return listId >= 0 && static_cast<uint64_t>(listId) < lists.size();
 }
-
-// Stands for the text of an exception that has no object to ask (a catch (...) clause).
-constexpr char kUnknownExceptionText[] = "unknow";
-
-// Texts printed in place of an argument that was not given.
-inline const char* givenOrNull(const char* text) { return text != nullptr ? text : "NULL"; }
 
 }  // namespace rxk

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "record_format.h"
+#include "rxkinesis.h"
 
 #include <cstdint>
 #include <optional>
@@ -62,7 +63,7 @@ struct Options {
 };
 
 // Default batch sizes: records per PutRecords, records per GetRecords.
-constexpr int kDefaultProduceBatch = 500;
+constexpr int kDefaultProduceBatch = RXK_DEFAULT_MAX_PUT_ROWS;
 constexpr int kDefaultFetchLimit = 10000;
 constexpr int kMaxFetchLimit = 10000;
 

@@ -6,8 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "api/kinesis_env.h"
 #include "env/fault_translator.h"
-#include "env/kinesis_env.h"
+#include "frame/bounded_copy.h"
 #include "frame/message_buffer.h"
 #include "frame/module.h"
 #include "frame/module_state.h"
@@ -77,8 +78,6 @@ int32_t valueOr(const int32_t* pointer) { return pointer == nullptr ? -1 : *poin
 bool anyOf(const void* first, const void* second, const void* third, const void* fourth) {
     return first != nullptr || second != nullptr || third != nullptr || fourth != nullptr;
 }
-
-std::string textOf(const char* argument) { return argument == nullptr ? std::string() : argument; }
 
 namespace words {
 constexpr FrameReport kGlobal = FrameReport::GlobalErrorAndLog;
@@ -156,7 +155,7 @@ constexpr char GetErrorStrTrace[] = "rxKinesis::GetErrorStr id:%d  lenBuffer:%d 
 // caller's buffer (when there is one), bounded by its length.
 char* reportIntoBuffer(const char* format, int32_t id, char* buffer, int32_t bufferLength) {
     const ExportMessage message = reportFailure(format, id, FrameReport::GlobalErrorAndLog);
-    truncatingCopy(message.text(), std::strlen(message.text()), buffer, bufferLength);
+    copyBounded(message.text(), std::strlen(message.text()), buffer, capacityOf(bufferLength), CopyStyle::CutMarked);
     return buffer;
 }
 
@@ -189,7 +188,7 @@ void InitLogEventCallBack(LogEventCallBack logEvent, LogEventCallBack traceEvent
 int32_t SetGlobalParam(const char* name, const char* value) {
     if (rxk::setGlobalParameter(name, value)) return RXK_OK;
     ExportMessage message;
-    message.format(words::SetGlobalParamBadName, name == nullptr ? "(null)" : name);
+    message.format(words::SetGlobalParamBadName, rxk::textOrNullWord(name));
     rxk::sendToLog(message.text(), message.length());
     return RXK_ERROR;
 }
@@ -207,8 +206,7 @@ int32_t CreateClient(const char* region, const char* accessKeyId, const char* se
     auto client = std::make_unique<KinesisEnv>();
     rxk::SyncLockGuard guard(rxk::clientTableLock());
     rxk::ClientTable& table = rxk::clientTable();
-    if (client->init(table.size(), rxk::textOf(region), rxk::textOf(accessKeyId),
-                     rxk::textOf(secretKey))) {
+    if (client->init(table.size(), region, accessKeyId, secretKey)) {
         const int32_t id = table.append(client.get());
         client.release();
         return id;
@@ -242,7 +240,7 @@ char* GetErrorStr(int32_t id, char* buffer, int32_t bufferLength) {
         const int length = line.format(words::GetErrorStrTrace, id, bufferLength, static_cast<int>(text.size()));
         sink(line.text(), length);
     }
-    rxk::truncatingCopy(text.data(), text.size(), buffer, bufferLength);
+    rxk::copyBounded(text.data(), text.size(), buffer, rxk::capacityOf(bufferLength), rxk::CopyStyle::CutMarked);
     return buffer;
 }
 
