@@ -230,6 +230,8 @@ AWSCredentials GeneralHTTPCredentialsProvider::Load(Aws::String& reason) {
   Aws::String token = m_authToken;
   if (!m_authTokenFilePath.empty()) {
     token = Internal::ReadTokenFile(m_authTokenFilePath);
+    // A header can't carry the line break an editor leaves at the end.
+    while (!token.empty() && (token.back() == '\n' || token.back() == '\r')) token.pop_back();
     if (token.empty()) {
       reason = where + "token file " + m_authTokenFilePath + " unreadable or empty";
       return {};

@@ -123,11 +123,7 @@ Aws::String ReadTokenFile(const Aws::String& path) {
   if (!file) return {};
   std::ostringstream contents;
   contents << file.rdbuf();
-  Aws::String token = contents.str();
-  while (!token.empty() && std::isspace(static_cast<unsigned char>(token.back()))) token.pop_back();
-  size_t begin = 0;
-  while (begin < token.size() && std::isspace(static_cast<unsigned char>(token[begin]))) ++begin;
-  return token.substr(begin);
+  return contents.str();
 }
 
 Aws::Auth::AWSCredentials CredentialsFromJson(const Aws::String& json, const char* tokenField, Aws::String& problem) {

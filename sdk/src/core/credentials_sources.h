@@ -25,7 +25,8 @@ Aws::Auth::AWSCredentials ResolveProfile(const ProfileMap& profiles, const Aws::
 // Region and trust store of STS calls made for `profile`.
 StsTarget StsTargetFor(const ProfileMap& profiles, const Aws::String& profile);
 
-// The contents of a token file without the surrounding blanks; empty when unreadable.
+// The contents of a token file as they are (STS gets a web identity token byte for byte, as
+// botocore sends it); empty when unreadable.
 Aws::String ReadTokenFile(const Aws::String& path);
 
 }  // namespace Internal
