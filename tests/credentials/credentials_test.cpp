@@ -226,12 +226,15 @@ TEST_F(ChainCredentials, RxkcatFollowsTheCli) {
     EXPECT_EQ(field(fake_.call("RxkStats"), "region"), "eu-west-1");
 }
 
-// Temporary credentials from the chain are accepted by a real Kinesis emulator end to end.
+// Temporary credentials from the chain are accepted by a real Kinesis emulator end to end,
+// reached through the proxy of the environment as the AWS CLI would (the host name resolves
+// nowhere else).
 TEST_F(ChainCredentials, ChainClientWorksAgainstKinesalite) {
     Kinesalite kinesalite;
     const std::string stream = kinesalite.createUniqueStream("creds");
     enter("", "", "", {{"AWS_CONTAINER_CREDENTIALS_FULL_URI", "{url}/container/open"}});
-    EnvVar endpoint("AWS_ENDPOINT_URL_KINESIS", kinesalite.endpoint());
+    EnvVar endpoint("AWS_ENDPOINT_URL_KINESIS", std::string("http://kinesis.invalid"));
+    EnvVar proxy("http_proxy", kinesalite.endpoint());
     const int32_t id = lib_.CreateClient("", "", "");
     EXPECT_EQ(lib_.PutRecord(id, stream.c_str(), "pk", nullptr, "hello", 5), 0);
     EXPECT_NE(list(id).find(stream), std::string::npos);
