@@ -71,12 +71,18 @@ if(TARGET rxkcat)
   endif()
 endif()
 
+# The licence goes with every install; in the Debian package it is the package's copyright file.
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/rxkinesis
+  RENAME copyright)
+
 # ---- Debian package ------------------------------------------------------------------------
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME rxkinesis)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "rxkinesis")
 set(CPACK_PACKAGE_CONTACT "rxkinesis maintainers <maintainers@users.noreply.c-seed-89da5b04.example>")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "connector library for Amazon Kinesis Data Streams")
 string(CONCAT CPACK_PACKAGE_DESCRIPTION
   "librxkinesis.so is loaded by a host data-replication engine, which calls its\n"

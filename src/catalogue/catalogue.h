@@ -9,11 +9,9 @@
 
 namespace rxk {
 
-class Catalogue {
+class Catalogue : private ClientPart {
 public:
-    explicit Catalogue(ClientEnv& env) : env_(env) {}
-    Catalogue(const Catalogue&) = delete;
-    Catalogue& operator=(const Catalogue&) = delete;
+    explicit Catalogue(ClientEnv& env) : ClientPart(env) {}
 
     int32_t getData(int32_t type, const char* streamName, const char* shardId, char* buffer, int32_t* lenBuffer,
                     char delimiter);
@@ -24,8 +22,6 @@ private:
     std::string getListStream(char delimiter);
     std::string getListShardOrShardDetails(const std::string& streamName, const char* shardId, char delimiter);
     std::string listing(int32_t type, const char* streamName, const char* shardId, char delimiter);
-
-    ClientEnv& env_;
 };
 
 }  // namespace rxk

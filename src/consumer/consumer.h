@@ -16,11 +16,9 @@
 
 namespace rxk {
 
-class Consumer {
+class Consumer : private ClientPart {
 public:
-    explicit Consumer(ClientEnv& env) : env_(env) {}
-    Consumer(const Consumer&) = delete;
-    Consumer& operator=(const Consumer&) = delete;
+    explicit Consumer(ClientEnv& env) : ClientPart(env) {}
 
     // ---- reading states (iterator_registry.cpp, iterator_reading.cpp) ----
     int32_t startGetIterator(const char* stream, const char* shard, const char* startValue, int32_t limit,
@@ -54,7 +52,6 @@ private:
     void setStartTimestamp(ShardIteratorData& reading, const char* stream, const char* shard,
                            const char* startValue);
 
-    ClientEnv& env_;
     Readings iterators_;  // in order of creation
 };
 

@@ -7,16 +7,11 @@
 
 namespace rxk {
 
-class Probe {
+class Probe : private ClientPart {
 public:
-    explicit Probe(ClientEnv& env) : env_(env) {}
-    Probe(const Probe&) = delete;
-    Probe& operator=(const Probe&) = delete;
+    explicit Probe(ClientEnv& env) : ClientPart(env) {}
 
     int32_t dummy(const char* kind);
-
-private:
-    ClientEnv& env_;
 };
 
 }  // namespace rxk

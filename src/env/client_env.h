@@ -127,4 +127,16 @@ private:
     bool locksReady_ = false;
 };
 
+// A subsystem's part of a client: it works through the environment the client's parts share,
+// lives as long as the client, and is never copied.
+class ClientPart {
+protected:
+    explicit ClientPart(ClientEnv& env) : env_(env) {}
+    ClientPart(const ClientPart&) = delete;
+    ClientPart& operator=(const ClientPart&) = delete;
+    ~ClientPart() = default;
+
+    ClientEnv& env_;
+};
+
 }  // namespace rxk

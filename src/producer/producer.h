@@ -34,11 +34,9 @@ private:
     SyncLock lock_;
 };
 
-class Producer {
+class Producer : private ClientPart {
 public:
-    explicit Producer(ClientEnv& env) : env_(env) {}
-    Producer(const Producer&) = delete;
-    Producer& operator=(const Producer&) = delete;
+    explicit Producer(ClientEnv& env) : ClientPart(env) {}
 
     // ---- single put (single_put.cpp) ----
     int32_t putRecord(const char* streamName, const char* partitionKey, const char* explicitHashKey,
@@ -62,8 +60,6 @@ public:
                           char* explicitHashKey, char* error, uint32_t* dataLength);
 
 private:
-    ClientEnv& env_;
-
     std::string lastPutStream_;  // empty until the first single put
     Aws::Kinesis::Model::PutRecordRequest lastPutRequest_;
     Aws::Kinesis::Model::PutRecordOutcome lastPutOutcome_;

@@ -190,7 +190,7 @@ TEST_F(SinglePutReadBack, NoResultBeforeTheFirstPut) {
                                            nullptr, &length),
               -1);
     const std::string words = "id:" + std::to_string(client) + " KinesisEnv::getLastResult [" +
-                              std::string(128, 'S') + "]:[shard-x] error no result available";
+                              std::string(RXK_NAME_BYTES - 1, 'S') + "]:[shard-x] error no result available";
     EXPECT_EQ(lastError(client), words);
     EXPECT_EQ(LogCapture::logTexts(), std::vector<std::string>{words});
     EXPECT_STREQ(sequence, "untouched");

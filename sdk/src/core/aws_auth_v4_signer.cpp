@@ -215,11 +215,17 @@ Aws::String StringToSign(const Aws::String& canonicalRequest, const Aws::String&
 
 SigningKey DeriveSigningKey(const Aws::String& secretKey, const Aws::String& date, const Aws::String& region,
                             const Aws::String& service) {
-  const Aws::String seed = "AWS4" + secretKey;
-  const auto dateKey = Internal::HmacSha256(seed.data(), seed.size(), date.data(), date.size());
-  const auto regionKey = Internal::HmacSha256(dateKey.data(), dateKey.size(), region.data(), region.size());
-  const auto serviceKey = Internal::HmacSha256(regionKey.data(), regionKey.size(), service.data(), service.size());
-  return Internal::HmacSha256(serviceKey.data(), serviceKey.size(), kTerminator, sizeof kTerminator - 1);
+  // Every step's key is as good as the secret for a day: none outlives this call.
+  Aws::String seed = "AWS4" + secretKey;
+  auto dateKey = Internal::HmacSha256(seed.data(), seed.size(), date.data(), date.size());
+  Internal::Wipe(seed);
+  auto regionKey = Internal::HmacSha256(dateKey.data(), dateKey.size(), region.data(), region.size());
+  Internal::Wipe(dateKey);
+  auto serviceKey = Internal::HmacSha256(regionKey.data(), regionKey.size(), service.data(), service.size());
+  Internal::Wipe(regionKey);
+  const SigningKey key = Internal::HmacSha256(serviceKey.data(), serviceKey.size(), kTerminator, sizeof kTerminator - 1);
+  Internal::Wipe(serviceKey);
+  return key;
 }
 
 Aws::String Signature(const SigningKey& key, const Aws::String& stringToSign) {
@@ -240,6 +246,11 @@ struct AWSAuthV4Signer::KeyCache {
   Aws::String date;
   SigningKey key{};
   std::atomic<long long> clockSkewMs{0};
+
+  KeyCache() = default;
+  KeyCache(const KeyCache&) = delete;
+  KeyCache& operator=(const KeyCache&) = delete;
+  ~KeyCache() { Internal::Wipe(key); }
 };
 
 AWSAuthV4Signer::AWSAuthV4Signer(const Aws::Auth::AWSCredentials& credentials, const char* serviceName,
@@ -267,9 +278,9 @@ SigningKey AWSAuthV4Signer::CachedSigningKey(const Aws::String& date) const {
   return m_keyCache->key;
 }
 
-bool AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::DateTime& signingTime,
+void AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::DateTime& signingTime,
                                   bool addContentSha256Header) const {
-  if (m_credentials.GetAWSAccessKeyId().empty() || m_credentials.GetAWSSecretKey().empty()) return true;
+  if (m_credentials.GetAWSAccessKeyId().empty() || m_credentials.GetAWSSecretKey().empty()) return;
 
   auto& headers = request.headers;
   headers.erase(std::remove_if(headers.begin(), headers.end(), [](const auto& h) { return IsSigningHeader(h.first); }),
@@ -284,12 +295,12 @@ bool AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::Da
   Aws::String signedHeaders;
   const Aws::String canonicalRequest = BuildCanonicalRequest(request, m_normalizePath, signedHeaders);
   const Aws::String scope = SigV4::CredentialScope(date, m_region, m_serviceName);
-  const Aws::String signature =
-      SigV4::Signature(CachedSigningKey(date), SigV4::StringToSign(canonicalRequest, amzDate, scope));
+  SigningKey key = CachedSigningKey(date);
+  const Aws::String signature = SigV4::Signature(key, SigV4::StringToSign(canonicalRequest, amzDate, scope));
+  Internal::Wipe(key);
   headers.emplace_back(kAuthorizationHeader, Aws::String(SigV4::kAlgorithm) + " Credential=" +
                                                  m_credentials.GetAWSAccessKeyId() + "/" + scope +
                                                  ", SignedHeaders=" + signedHeaders + ", Signature=" + signature);
-  return true;
 }
 
 }  // namespace Client

@@ -1,5 +1,6 @@
 #include "core/encoding.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
@@ -18,6 +19,8 @@ Sha256Digest Sha256(const void* data, size_t length) {
   SHA256(static_cast<const unsigned char*>(data), length, digest.data());
   return digest;
 }
+
+void Wipe(void* data, size_t length) { OPENSSL_cleanse(data, length); }
 
 Sha256Digest HmacSha256(const void* key, size_t keyLength, const void* data, size_t length) {
   Sha256Digest digest;

@@ -17,6 +17,16 @@ using Sha256Digest = std::array<unsigned char, 32>;
 Sha256Digest Sha256(const void* data, size_t length);
 Sha256Digest HmacSha256(const void* key, size_t keyLength, const void* data, size_t length);
 
+// Overwrites secret material with zeros in a way the compiler cannot drop as a dead store.
+void Wipe(void* data, size_t length);
+inline void Wipe(Aws::String& text) {
+  if (!text.empty()) Wipe(&text[0], text.size());
+}
+template <size_t N>
+void Wipe(std::array<unsigned char, N>& bytes) {
+  Wipe(bytes.data(), bytes.size());
+}
+
 // Lowercase hex of a byte range.
 Aws::String HexEncode(const unsigned char* data, size_t length);
 

@@ -338,10 +338,287 @@ void FillResult(const object& root, DescribeStreamResult& result) {
   if (ReadObject(root, "StreamDescription", description)) result.SetStreamDescription(ReadStreamDescription(description));
 }
 
+// ---- GetRecords in place ----
+//
+// A batch's payloads are decoded straight from the body: the parse doesn't first copy them into
+// the parser's string buffer, so the decoding is the one copy of a record's bytes between the
+// answer and the result. The walk visits every value, so that it refuses what the full parse
+// refuses; whatever it doesn't take on (an error, a root that isn't an object, child shards)
+// is left to the full parse, which then decides as it always has.
+
+namespace ondemand = simdjson::ondemand;
+using simdjson::error_code;
+
+// Something the full parse has to decide, without being an error of the body.
+constexpr error_code kLeftToFullParse = simdjson::UNSUPPORTED_ARCHITECTURE;
+// Deeper nesting than an answer has is left to the full parse, which knows its own limit; the
+// walk recurses, so this also bounds its stack.
+constexpr int kDeepestWalk = 32;
+
+error_code Visit(ondemand::value value, int depth);
+
+// The next member of an object: its name as it stands in the body, its value and the value's type.
+struct Field {
+  ondemand::raw_json_string key;
+  ondemand::value value;
+  ondemand::json_type type;
+
+  // A name with no escape in it, compared byte for byte.
+  bool Is(std::string_view name) const { return key.unsafe_is_equal(name); }
+};
+
+error_code Open(simdjson::simdjson_result<ondemand::field> item, Field& member) {
+  ondemand::field field;
+  if (const error_code error = std::move(item).get(field)) return error;
+  member.key = field.key();
+  member.value = field.value();
+  return member.value.type().get(member.type);
+}
+
+// A name that none of the readers asked for. One with an escape might still unescape to one of
+// theirs, and its escapes need checking: both are left to the full parse.
+error_code OtherName(const Field& member) {
+  for (const char* c = member.key.raw(); *c != '"'; ++c) {
+    if (*c == '\\') return kLeftToFullParse;
+  }
+  return simdjson::SUCCESS;
+}
+
+// A string's text: as it stands in the body, or unescaped by the parser when it holds an escape.
+// Either way the value is consumed, so that the walk checks what follows it.
+error_code TextIn(ondemand::value value, std::string_view& text) {
+  const std::string_view token = value.raw_json_token();
+  text = token.substr(1, token.rfind('"') - 1);
+  if (text.find('\\') != std::string_view::npos) return value.get_string().get(text);
+  ondemand::raw_json_string consumed;
+  return value.get_raw_json_string().get(consumed);
+}
+
+error_code VisitObject(ondemand::object object, int depth) {
+  for (auto item : object) {
+    Field member;
+    if (const error_code error = Open(std::move(item), member)) return error;
+    if (const error_code error = OtherName(member)) return error;
+    if (const error_code error = Visit(member.value, depth + 1)) return error;
+  }
+  return simdjson::SUCCESS;
+}
+
+error_code Visit(ondemand::value value, int depth) {
+  if (depth > kDeepestWalk) return kLeftToFullParse;
+  ondemand::json_type type;
+  if (const error_code error = value.type().get(type)) return error;
+  switch (type) {
+    case ondemand::json_type::object: {
+      ondemand::object object;
+      if (const error_code error = value.get_object().get(object)) return error;
+      return VisitObject(object, depth);
+    }
+    case ondemand::json_type::array: {
+      ondemand::array items;
+      if (const error_code error = value.get_array().get(items)) return error;
+      for (auto item : items) {
+        ondemand::value element;
+        if (const error_code error = item.get(element)) return error;
+        if (const error_code error = Visit(element, depth + 1)) return error;
+      }
+      return simdjson::SUCCESS;
+    }
+    case ondemand::json_type::string: {
+      std::string_view text;
+      return TextIn(value, text);
+    }
+    case ondemand::json_type::number: {
+      ondemand::number number;
+      return value.get_number().get(number);
+    }
+    case ondemand::json_type::boolean: {
+      bool flag = false;
+      return value.get_bool().get(flag);
+    }
+    case ondemand::json_type::null: {
+      bool isNull = false;
+      if (const error_code error = value.is_null().get(isNull)) return error;
+      return isNull ? simdjson::SUCCESS : simdjson::N_ATOM_ERROR;
+    }
+  }
+  return simdjson::SUCCESS;
+}
+
+error_code StringIn(ondemand::value value, Aws::String& out) {
+  std::string_view text;
+  if (const error_code error = TextIn(value, text)) return error;
+  out.assign(text.data(), text.size());
+  return simdjson::SUCCESS;
+}
+
+// The payload decoded from its base64 text; `decoded` is false when the text is no base64, as
+// for the full parse. A backslash is no base64 character, so text that decodes as it stands in
+// the body holds no escape; only text that doesn't is unescaped and decoded again.
+error_code BlobIn(ondemand::value value, Aws::Utils::ByteBuffer& out, bool& decoded) {
+  const std::string_view token = value.raw_json_token();
+  const std::string_view raw = token.substr(1, token.rfind('"') - 1);
+  decoded = DecodeBase64(raw.data(), raw.size(), out);
+  if (decoded) {
+    ondemand::raw_json_string consumed;
+    return value.get_raw_json_string().get(consumed);
+  }
+  std::string_view text;
+  if (const error_code error = TextIn(value, text)) return error;
+  if (text.size() != raw.size()) decoded = DecodeBase64(text.data(), text.size(), out);
+  return simdjson::SUCCESS;
+}
+
+// As Int64Of for what the service sends, an integer; any other number is left to the full parse.
+error_code Int64In(ondemand::value value, int64_t& out) {
+  ondemand::number_type type;
+  if (const error_code error = value.get_number_type().get(type)) return error;
+  if (type != ondemand::number_type::signed_integer) return kLeftToFullParse;
+  return value.get_int64().get(out);
+}
+
+// As TimestampOf, for a number member: a real as it stands, an integer only while it fits 64
+// bits (a longer one is no number to the full parse).
+error_code SecondsIn(ondemand::value value, double& seconds) {
+  const std::string_view token = value.raw_json_token();
+  if (token.find_first_of(".eE") != std::string_view::npos) return value.get_double().get(seconds);
+  ondemand::number_type type;
+  if (const error_code error = value.get_number_type().get(type)) return error;
+  if (type == ondemand::number_type::signed_integer) {
+    int64_t whole = 0;
+    if (const error_code error = value.get_int64().get(whole)) return error;
+    seconds = static_cast<double>(whole);
+    return simdjson::SUCCESS;
+  }
+  if (type == ondemand::number_type::unsigned_integer) {
+    uint64_t whole = 0;
+    if (const error_code error = value.get_uint64().get(whole)) return error;
+    seconds = static_cast<double>(whole);
+    return simdjson::SUCCESS;
+  }
+  return kLeftToFullParse;
+}
+
+// As ReadRecord: the first member of each name that reads wins; others are visited.
+error_code RecordIn(ondemand::object source, Record& record) {
+  for (auto item : source) {
+    Field member;
+    if (const error_code error = Open(std::move(item), member)) return error;
+    const bool isString = member.type == ondemand::json_type::string;
+    Aws::String text;
+    if (member.Is("Data") && isString && !record.DataHasBeenSet()) {
+      Aws::Utils::ByteBuffer data;
+      bool decoded = false;
+      if (const error_code error = BlobIn(member.value, data, decoded)) return error;
+      if (decoded) record.SetData(std::move(data));
+    } else if (member.Is("SequenceNumber") && isString && !record.SequenceNumberHasBeenSet()) {
+      if (const error_code error = StringIn(member.value, text)) return error;
+      record.SetSequenceNumber(std::move(text));
+    } else if (member.Is("PartitionKey") && isString && !record.PartitionKeyHasBeenSet()) {
+      if (const error_code error = StringIn(member.value, text)) return error;
+      record.SetPartitionKey(std::move(text));
+    } else if (member.Is("EncryptionType") && isString && !record.EncryptionTypeHasBeenSet()) {
+      if (const error_code error = StringIn(member.value, text)) return error;
+      record.SetEncryptionType(EncryptionTypeMapper::GetEncryptionTypeForName(text));
+    } else if (member.Is("ApproximateArrivalTimestamp") && member.type == ondemand::json_type::number &&
+               !record.ApproximateArrivalTimestampHasBeenSet()) {
+      double seconds = 0;
+      if (const error_code error = SecondsIn(member.value, seconds)) return error;
+      if (std::isfinite(seconds) && std::fabs(seconds) <= kMaxEpochSeconds) {
+        record.SetApproximateArrivalTimestamp(Aws::Utils::DateTime(seconds));
+      }
+    } else if (const error_code error = OtherName(member)) {
+      return error;
+    } else if (const error_code error = Visit(member.value, 4)) {
+      return error;
+    }
+  }
+  return simdjson::SUCCESS;
+}
+
+// `expected`: how many records to make room for (counting them first would walk the batch twice).
+error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& result) {
+  ondemand::array items;
+  if (const error_code error = value.get_array().get(items)) return error;
+  Aws::Vector<Record> records;
+  records.reserve(expected);
+  for (auto item : items) {
+    ondemand::value element;
+    if (const error_code error = item.get(element)) return error;
+    ondemand::json_type type;
+    if (const error_code error = element.type().get(type)) return error;
+    if (type != ondemand::json_type::object) {
+      if (const error_code error = Visit(element, 3)) return error;
+      continue;
+    }
+    ondemand::object source;
+    if (const error_code error = element.get_object().get(source)) return error;
+    records.emplace_back();
+    if (const error_code error = RecordIn(source, records.back())) return error;
+  }
+  result.SetRecords(std::move(records));
+  return simdjson::SUCCESS;
+}
+
+// As FillResult for GetRecords: the first member of each name decides, null counting as absent.
+error_code GetRecordsIn(ondemand::object root, size_t expectedRecords, GetRecordsResult& result) {
+  bool recordsSeen = false, iteratorSeen = false, millisSeen = false;
+  for (auto item : root) {
+    Field member;
+    if (const error_code error = Open(std::move(item), member)) return error;
+    const bool isNull = member.type == ondemand::json_type::null;
+    if (member.Is("Records") && !recordsSeen) {
+      recordsSeen = true;
+      if (member.type == ondemand::json_type::array) {
+        if (const error_code error = RecordsIn(member.value, expectedRecords, result)) return error;
+        continue;
+      }
+    } else if (member.Is("NextShardIterator") && !iteratorSeen) {
+      iteratorSeen = true;
+      if (member.type == ondemand::json_type::string) {
+        Aws::String text;
+        if (const error_code error = StringIn(member.value, text)) return error;
+        result.SetNextShardIterator(std::move(text));
+        continue;
+      }
+    } else if (member.Is("MillisBehindLatest") && !millisSeen) {
+      millisSeen = true;
+      if (member.type == ondemand::json_type::number) {
+        int64_t millis = 0;
+        if (const error_code error = Int64In(member.value, millis)) return error;
+        result.SetMillisBehindLatest(millis);
+        continue;
+      }
+    } else if (member.Is("ChildShards") && !isNull) {
+      return kLeftToFullParse;
+    } else if (const error_code error = OtherName(member)) {
+      return error;
+    }
+    if (const error_code error = Visit(member.value, 2)) return error;
+  }
+  return simdjson::SUCCESS;
+}
+
 }  // namespace
 
 struct ResponseParser::State {
   simdjson::dom::parser parser;
+  ondemand::parser walker;
+  size_t lastBatchSize = 0;  // batches of one reading tend to be alike: room for as many again
+
+  // GetRecords read in place (see GetRecordsIn); false leaves the body to ParseResult.
+  bool ReadInPlace(const char* body, size_t length, GetRecordsResult& result) {
+    result = GetRecordsResult();
+    if (IsBlank(body, length)) return false;
+    ondemand::document document;
+    if (walker.iterate(body, length, length + kJsonInputPadding).get(document) != simdjson::SUCCESS) return false;
+    ondemand::object root;
+    if (document.get_object().get(root) != simdjson::SUCCESS) return false;
+    if (GetRecordsIn(root, lastBatchSize, result) != simdjson::SUCCESS) return false;
+    lastBatchSize = result.GetRecords().size();
+    // Past the root object there must be nothing left: the full parse refuses trailing content.
+    return document.current_location().error() == simdjson::OUT_OF_BOUNDS;
+  }
 
   // The root element of the body, or the parser's complaint.
   bool ParseDocument(const char* body, size_t length, bool padded, element& root, Aws::String& errorMessage) {
@@ -385,6 +662,7 @@ bool ResponseParser::Parse(const char* body, size_t length, bool padded, GetShar
 }
 bool ResponseParser::Parse(const char* body, size_t length, bool padded, GetRecordsResult& result,
                            Aws::String& errorMessage) {
+  if (padded && m_state->ReadInPlace(body, length, result)) return true;
   return m_state->ParseResult(body, length, padded, result, errorMessage);
 }
 bool ResponseParser::Parse(const char* body, size_t length, bool padded, ListStreamsResult& result,

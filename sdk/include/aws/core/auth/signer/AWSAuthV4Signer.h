@@ -72,8 +72,8 @@ class AWSAuthV4Signer {
 
   // Adds x-amz-date, x-amz-security-token (if a token is set), x-amz-content-sha256 (if
   // addContentSha256Header) and authorization. Credentials with an empty key id or secret
-  // leave the request untouched (anonymous). Returns false only if signing failed.
-  bool SignRequest(SignableRequest& request, const Aws::Utils::DateTime& signingTime,
+  // leave the request untouched (anonymous).
+  void SignRequest(SignableRequest& request, const Aws::Utils::DateTime& signingTime,
                    bool addContentSha256Header = true) const;
 
   // Clock skew learned from the service, applied to the signing time.
