@@ -61,8 +61,7 @@ class ChainCredentials : public ::testing::Test {
 protected:
     void SetUp() override {
         if (run("python3 -c 'import botocore' 2>&1") != "") GTEST_SKIP() << "python3 with botocore is not available";
-        char pattern[] = "/tmp/rxk-credentials-XXXXXX";
-        dir_ = mkdtemp(pattern);
+        dir_ = mkdtemp(std::string("/tmp/rxk-credentials-XXXXXX").data());
         write("web-token", "oidc-token-1\n");
         write("container-token", "ctok-2");
         write("process.sh", "#!/bin/sh\necho '{\"Version\": 1, \"AccessKeyId\": \"AKIDPROC\", \"SecretAccessKey\": "
@@ -204,7 +203,9 @@ TEST_F(ChainCredentials, SessionTokenParameterAndTheGlobalSwitch) {
         {"bogus", -1, true}, {nullptr, -1, true}, {"KEYS", 0, false}, {"Chain", 0, true}};
     for (const auto& s : kSwitches) {
         SCOPED_TRACE(s.value ? s.value : "NULL");
+        LogCapture::reset();
         EXPECT_EQ(lib_.SetGlobalParam("credentials", s.value), s.set);
+        EXPECT_EQ(LogCapture::logContains(std::string("SetGlobalParam bad param value [") + (s.value ? s.value : "(null)") + "] for [credentials]"), s.set != 0);
         const int32_t client = lib_.CreateClient("us-east-1", "", "");
         EXPECT_EQ(client >= 0, s.emptyKeysAccepted);
         lib_.FreeClient(client);
