@@ -102,9 +102,32 @@ RXK_API int32_t CloseInterface(void);
  * progress lines). Either may be NULL to silence it. May be called at any time. */
 RXK_API void InitLogEventCallBack(LogEventCallBack logEvent, LogEventCallBack traceEvent);
 
-/* Sets a global parameter: "delimiter" (its first byte separates listings, default ";") or
- * "statspath" (stored only). Names compare without regard to case. Values longer than the
- * field (11 and 511 bytes) are cut. Returns 0, or -1 for another name (log sink only). */
+/* Sets a global parameter: "delimiter" (its first byte separates listings, default ";"),
+ * "statspath" (stored only) or "credentials" (below). Names compare without regard to case.
+ * Values longer than the field (11 and 511 bytes) are cut. Returns 0, or -1 for another name
+ * or a value "credentials" does not take (log sink only).
+ *
+ * "credentials", for clients created afterwards:
+ *   "keys"   (the default) CreateClient needs a region and both keys, as documented there.
+ *   "chain"  a client created with both keys empty (or NULL) takes its credentials from the
+ *            AWS SDK's default provider chain, as the AWS CLI does: AWS_ACCESS_KEY_ID /
+ *            AWS_SECRET_ACCESS_KEY / AWS_SESSION_TOKEN; the profile (AWS_PROFILE) of
+ *            AWS_SHARED_CREDENTIALS_FILE and AWS_CONFIG_FILE with static keys, role_arn through
+ *            STS AssumeRole (source_profile or credential_source), credential_process or
+ *            web_identity_token_file; AWS_WEB_IDENTITY_TOKEN_FILE with AWS_ROLE_ARN; container
+ *            credentials (AWS_CONTAINER_CREDENTIALS_RELATIVE_URI or _FULL_URI with
+ *            AWS_CONTAINER_AUTHORIZATION_TOKEN or _TOKEN_FILE); the EC2 instance metadata
+ *            service (IMDSv2; AWS_EC2_METADATA_DISABLED, AWS_EC2_METADATA_SERVICE_ENDPOINT).
+ *            STS is reached at AWS_ENDPOINT_URL_STS or its regional endpoint. Temporary
+ *            credentials are fetched on first use and again ahead of their expiration. An empty
+ *            region is resolved from AWS_DEFAULT_REGION, AWS_REGION, then the profile's region
+ *            (else us-east-1). Keys given to CreateClient still win. Every client created under
+ *            "chain" honours AWS_CA_BUNDLE (else the profile's ca_bundle) and the proxy
+ *            variables https_proxy/HTTPS_PROXY, http_proxy and no_proxy/NO_PROXY.
+ *            When no source yields credentials, or one fails (STS refusal, an unreachable
+ *            metadata service), the service call fails like any other, its words naming the
+ *            source and the reason after "Credentials: ". No secret or token is ever written
+ *            to a sink or an error text, save the secret in the documented init trace line. */
 RXK_API int32_t SetGlobalParam(const char* name, const char* value);
 
 /* Replaces the global error text with a copy of text; an empty text clears it. */
@@ -116,8 +139,8 @@ RXK_API char* GetGlobalErrorStr(char* buffer, int32_t bufferLength);
 
 /* ---- Clients --------------------------------------------------------------------------- */
 
-/* Creates a client for a region and a key pair (NULL counts as empty; empty is refused).
- * No request is made yet. Returns the new client id (0, 1, 2, ... never reused), or -1 with
+/* Creates a client for a region and a key pair (NULL counts as empty; empty is refused, but
+ * see the global parameter "credentials" for empty keys and region). No request is made yet. Returns the new client id (0, 1, 2, ... never reused), or -1 with
  * the words in the global error text. */
 RXK_API int32_t CreateClient(const char* region, const char* accessKeyId, const char* secretKey);
 
@@ -138,6 +161,10 @@ RXK_API char* GetErrorStr(int32_t id, char* buffer, int32_t bufferLength);
  *   "maxputrow"        most records in a list (default RXK_DEFAULT_MAX_PUT_ROWS, 500)
  *   "maxputlen"        size limit of a list in bytes (default 5000000)
  *   "exceptiontranslator"  installs the fault translator on the calling thread (value ignored)
+ *   "sessiontoken"     the session token that goes with the client's keys (temporary
+ *                      credentials a host fetched itself); signs every later request as
+ *                      X-Amz-Security-Token. Empty or NULL removes it. Set only: GetParam
+ *                      refuses it. -1 for a client that takes its credentials from the chain.
  * Numbers are read like atoi. Returns 0, or -1 for another name. */
 RXK_API int32_t SetParam(int32_t id, const char* name, const char* value);
 

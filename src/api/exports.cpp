@@ -145,6 +145,7 @@ constexpr ExportWords Dummy{"rxKinesis::Dummy bad param id %d", "rxKinesis::Dumm
                             nullptr, kLogOnly};
 
 constexpr char SetGlobalParamBadName[] = "rxKinesis::SetGlobalParam bad param name [%s]";
+constexpr char SetGlobalParamBadValue[] = "rxKinesis::SetGlobalParam bad param value [%s] for [%s]";
 constexpr char FreeClientBadParam[] = "rxKinesis::FreeClient bad param id %d";
 constexpr char GetErrorStrBadParam[] = "rxKinesis::GetErrorStr bad param id %d";
 constexpr char GetErrorStrFreeSlot[] = "rxKinesis::GetErrorStr id %d  is NULL";
@@ -186,9 +187,14 @@ void InitLogEventCallBack(LogEventCallBack logEvent, LogEventCallBack traceEvent
 }
 
 int32_t SetGlobalParam(const char* name, const char* value) {
-    if (rxk::setGlobalParameter(name, value)) return RXK_OK;
+    const rxk::GlobalParamResult result = rxk::setGlobalParameter(name, value);
+    if (result == rxk::GlobalParamResult::Set) return RXK_OK;
     ExportMessage message;
-    message.format(words::SetGlobalParamBadName, rxk::textOrNullWord(name));
+    if (result == rxk::GlobalParamResult::BadValue) {
+        message.format(words::SetGlobalParamBadValue, rxk::textOrNullWord(value), name);
+    } else {
+        message.format(words::SetGlobalParamBadName, rxk::textOrNullWord(name));
+    }
     rxk::sendToLog(message.text(), message.length());
     return RXK_ERROR;
 }

@@ -13,10 +13,12 @@
 #include <string>
 
 #include <aws/core/auth/AWSCredentials.h>
+#include <aws/core/auth/AWSCredentialsProvider.h>
 #include <aws/core/client/ClientConfiguration.h>
 #include <aws/core/utils/memory/stl/AWSString.h>
 #include <aws/kinesis/KinesisClient.h>
 
+#include "env/host_credentials.h"
 #include "frame/message_buffer.h"
 #include "frame/sync_lock.h"
 #include "rxkinesis.h"
@@ -52,6 +54,8 @@ public:
     ClientEnv& operator=(const ClientEnv&) = delete;
 
     // Null texts count as empty. The secret goes into the credentials and is kept nowhere else.
+    // With the global `credentials` at "chain", empty keys take the SDK's default provider chain
+    // and an empty region resolves from the environment and the profile.
     bool init(int32_t id, const char* region, const char* accessKeyId, const char* secretKey);
     std::string getError();
 
@@ -95,13 +99,17 @@ private:
     enum class KeyKind;
     struct ParameterKey;
     static const ParameterKey* findKey(const char* name, KeyKind kind, KeyKind otherKind);
+    // Actions of set-only keys.
+    int32_t installTranslator(const char* value);
+    int32_t setSessionToken(const char* value);
     void replaceLastError(const char* text);
 
     int32_t id_ = -1;
     std::string lastError_;  // guarded by errorLock_
 
     Aws::Client::ClientConfiguration clientConfiguration_;
-    Aws::Auth::AWSCredentials credentials_;  // wipes the secret when the client is freed
+    // The host's own keys; null when the client takes its credentials from the chain.
+    std::shared_ptr<HostCredentialsProvider> credentials_;
     std::unique_ptr<Aws::Kinesis::KinesisClient> client_;
 
     std::atomic<int32_t> retry_{kDefaultRetry};

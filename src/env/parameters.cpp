@@ -25,18 +25,21 @@ struct ClientEnv::ParameterKey {
     KeyKind kind;
     std::atomic<int32_t> ClientEnv::*number;
     CounterGroup ClientEnv::*counters;
+    int32_t (ClientEnv::*action)(const char* value);
 };
 
 // The key called `name` among those of `kind` or `otherKind`; null if none.
 const ClientEnv::ParameterKey* ClientEnv::findKey(const char* name, KeyKind kind, KeyKind otherKind) {
     static constexpr ParameterKey kKeys[] = {
-        {"retry", KeyKind::Number, &ClientEnv::retry_, nullptr},
-        {"retryattemptshow", KeyKind::Number, &ClientEnv::retryattemptshow_, nullptr},
-        {"maxputrow", KeyKind::Number, &ClientEnv::maxputrow_, nullptr},
-        {"maxputlen", KeyKind::Number, &ClientEnv::maxputlen_, nullptr},
-        {"exceptiontranslator", KeyKind::Action, nullptr, nullptr},
-        {"retryattemptPutRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptPutRecords_},
-        {"retryattemptFailRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptFailRecords_},
+        {"retry", KeyKind::Number, &ClientEnv::retry_, nullptr, nullptr},
+        {"retryattemptshow", KeyKind::Number, &ClientEnv::retryattemptshow_, nullptr, nullptr},
+        {"maxputrow", KeyKind::Number, &ClientEnv::maxputrow_, nullptr, nullptr},
+        {"maxputlen", KeyKind::Number, &ClientEnv::maxputlen_, nullptr, nullptr},
+        {"exceptiontranslator", KeyKind::Action, nullptr, nullptr, &ClientEnv::installTranslator},
+        // Set only: a secret is never read back.
+        {"sessiontoken", KeyKind::Action, nullptr, nullptr, &ClientEnv::setSessionToken},
+        {"retryattemptPutRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptPutRecords_, nullptr},
+        {"retryattemptFailRecords", KeyKind::Counters, nullptr, &ClientEnv::retryattemptFailRecords_, nullptr},
     };
     if (name == nullptr) return nullptr;
     for (const ParameterKey& key : kKeys) {
@@ -71,11 +74,22 @@ int32_t ClientEnv::setParam(const char* name, const char* value) {
         fail("rxKinesis::setParam bad param value NULL [%s]", name);
         return RXK_ERROR;
     }
-    if (key->kind == KeyKind::Action) {
-        installFaultTranslator();
-        return RXK_OK;
-    }
+    if (key->kind == KeyKind::Action) return (this->*(key->action))(value);
     (this->*(key->number)).store(numberOf(value));
+    return RXK_OK;
+}
+
+int32_t ClientEnv::installTranslator(const char*) {
+    installFaultTranslator();
+    return RXK_OK;
+}
+
+int32_t ClientEnv::setSessionToken(const char* value) {
+    if (!credentials_) {
+        fail("rxKinesis::setParam sessiontoken without keys: the client takes its credentials from the chain");
+        return RXK_ERROR;
+    }
+    credentials_->setSessionToken(value != nullptr ? value : "");
     return RXK_OK;
 }
 

@@ -35,6 +35,9 @@ std::atomic<LogEventCallBack> traceSinkPointer{nullptr};
 // The global delimiter: read and written without a lock, as a fixed NUL-terminated field.
 char delimiterField[12];
 
+// The global `credentials` parameter: false for "keys" (the default), true for "chain".
+std::atomic<bool> chainCredentials{false};
+
 constexpr char kDefaultDelimiter[] = ";";
 
 template <std::size_t N>
@@ -74,15 +77,24 @@ void copyGlobalErrorText(char* buffer, int32_t bufferLength) {
 
 char globalDelimiter() noexcept { return delimiterField[0]; }
 
-bool setGlobalParameter(const char* name, const char* value) noexcept {
-    if (name == nullptr) return false;
+bool credentialsFromChain() noexcept { return chainCredentials.load(std::memory_order_acquire); }
+
+GlobalParamResult setGlobalParameter(const char* name, const char* value) noexcept {
+    if (name == nullptr) return GlobalParamResult::BadName;
     // Accepted for hosts that set it; nothing in the library reads a statistics file.
-    if (strcasecmp(name, "statspath") == 0) return true;
+    if (strcasecmp(name, "statspath") == 0) return GlobalParamResult::Set;
     if (strcasecmp(name, "delimiter") == 0) {
         storeBounded(delimiterField, value);
-        return true;
+        return GlobalParamResult::Set;
     }
-    return false;
+    if (strcasecmp(name, "credentials") == 0) {
+        const bool keys = value != nullptr && strcasecmp(value, "keys") == 0;
+        const bool chain = value != nullptr && strcasecmp(value, "chain") == 0;
+        if (!keys && !chain) return GlobalParamResult::BadValue;
+        chainCredentials.store(chain, std::memory_order_release);
+        return GlobalParamResult::Set;
+    }
+    return GlobalParamResult::BadName;
 }
 
 SyncLock& clientTableLock() noexcept { return tableLock; }

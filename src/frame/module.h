@@ -19,4 +19,8 @@ void setGlobalErrorText(const char* text);
 // First byte of the global `delimiter` parameter (NUL when it is empty).
 char globalDelimiter() noexcept;
 
+// True when the global `credentials` parameter is "chain": clients created with neither key
+// take theirs from the SDK's default provider chain.
+bool credentialsFromChain() noexcept;
+
 }  // namespace rxk

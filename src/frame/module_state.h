@@ -22,8 +22,10 @@ void copyGlobalErrorText(char* buffer, int32_t bufferLength);
 void startModule();
 void stopModule();
 
-// Global parameters; return false for a name that is no global parameter.
-bool setGlobalParameter(const char* name, const char* value) noexcept;
+// Global parameters: BadName for a name that is no global parameter, BadValue for a value the
+// parameter does not take (nothing changes then).
+enum class GlobalParamResult { Set, BadName, BadValue };
+GlobalParamResult setGlobalParameter(const char* name, const char* value) noexcept;
 
 void setSinks(LogEventCallBack logEvent, LogEventCallBack traceEvent) noexcept;
 

@@ -44,18 +44,29 @@ Common options
   -s, --stream NAME        The stream.
   -p, --shard ID           The shard (consume one shard, get a record, shard details).
   -X, --set KEY=VALUE      A library parameter, repeatable: client parameters retry,
-                           retryattemptshow, maxputrow, maxputlen, exceptiontranslator (SetParam);
-                           global parameters delimiter, statspath (SetGlobalParam).
+                           retryattemptshow, maxputrow, maxputlen, exceptiontranslator,
+                           sessiontoken (SetParam); global parameters delimiter, statspath,
+                           credentials (SetGlobalParam).
                              rxkcat -P -s orders -X retry=5 < events.txt
-  -r, --region REGION      Region (else $AWS_REGION, then $AWS_DEFAULT_REGION).
-  --access-key KEY         Access key id (else $AWS_ACCESS_KEY_ID).
-  --secret-key KEY         Secret key (else $AWS_SECRET_ACCESS_KEY).
+  -r, --region REGION      Region (else $AWS_REGION, then $AWS_DEFAULT_REGION, then the
+                           profile's region, then us-east-1).
+  --profile NAME           The profile of ~/.aws/config and ~/.aws/credentials to take
+                           credentials and region from (else $AWS_PROFILE, else "default");
+                           given here it wins over keys in the environment.
+  --access-key KEY         Access key id and secret key, together. Without them rxkcat finds
+  --secret-key KEY         credentials the way the AWS CLI does: $AWS_ACCESS_KEY_ID,
+                           $AWS_SECRET_ACCESS_KEY and $AWS_SESSION_TOKEN; the profile's keys,
+                           role (role_arn), credential_process or web identity; EKS web
+                           identity; ECS/EKS container credentials; EC2 instance metadata.
+                             AWS_PROFILE=dev rxkcat -L
+                             rxkcat -L --profile prod-readonly
   --endpoint URL           Another endpoint (an emulator): sets AWS_ENDPOINT_URL_KINESIS.
                            The library also honours $AWS_ENDPOINT_URL_KINESIS and $AWS_ENDPOINT_URL;
                            without any of them it talks to the real service.
   -l, --library PATH       The library to load (else $RXKCAT_LIBRARY, else next to this program
                            in the build or install tree, else librxkinesis.so.0 by the loader).
-  -v, --verbose            The library's log on standard error; -vv its trace too.
+  -v, --verbose            The library's log on standard error; -vv its trace too (the secret
+                           key in the init line shows as ****).
   --quiet                  No summary line on standard error.
 
 Produce options (-P)
@@ -98,13 +109,18 @@ Exit status
   0  done
   1  failure: the library or the service failed (its error text is shown), or input/output
      failed; records not yet sent were not sent
-  2  usage error: a wrong flag or value, or a missing region or key
+  2  usage error: a wrong flag or value, or only one of the two keys
   3  partial failure: the requests went through but some records were refused
 
 Environment
-  AWS_REGION, AWS_DEFAULT_REGION, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,
-  AWS_ENDPOINT_URL_KINESIS, AWS_ENDPOINT_URL, RXKCAT_LIBRARY; the SDK's own, e.g.
-  AWS_RETRY_MODE=standard AWS_MAX_ATTEMPTS=1 for fewer retries inside each request.
+  AWS_REGION, AWS_DEFAULT_REGION, AWS_PROFILE, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,
+  AWS_SESSION_TOKEN, AWS_CONFIG_FILE, AWS_SHARED_CREDENTIALS_FILE, AWS_ENDPOINT_URL_KINESIS,
+  AWS_ENDPOINT_URL, RXKCAT_LIBRARY; for credentials also AWS_WEB_IDENTITY_TOKEN_FILE,
+  AWS_ROLE_ARN, AWS_ROLE_SESSION_NAME, AWS_CONTAINER_CREDENTIALS_RELATIVE_URI/_FULL_URI,
+  AWS_CONTAINER_AUTHORIZATION_TOKEN/_TOKEN_FILE, AWS_EC2_METADATA_DISABLED,
+  AWS_EC2_METADATA_SERVICE_ENDPOINT, AWS_ENDPOINT_URL_STS, AWS_CA_BUNDLE and the proxy
+  variables; the SDK's own, e.g. AWS_RETRY_MODE=standard AWS_MAX_ATTEMPTS=1 for fewer retries
+  inside each request.
 
 Example against a local emulator:
   export AWS_ENDPOINT_URL_KINESIS=http://127.0.0.1:4567 AWS_REGION=us-east-1 \

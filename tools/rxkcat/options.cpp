@@ -18,6 +18,7 @@ namespace {
 enum LongOnly : int {
     kAccessKey = 1000,
     kSecretKey,
+    kProfile,
     kEndpoint,
     kProgress,
     kNoProgress,
@@ -55,6 +56,7 @@ const struct option kLongOptions[] = {
     {"version", no_argument, nullptr, 'V'},
     {"access-key", required_argument, nullptr, kAccessKey},
     {"secret-key", required_argument, nullptr, kSecretKey},
+    {"profile", required_argument, nullptr, kProfile},
     {"endpoint", required_argument, nullptr, kEndpoint},
     {"progress", no_argument, nullptr, kProgress},
     {"no-progress", no_argument, nullptr, kNoProgress},
@@ -202,6 +204,7 @@ void applyOption(Options& options, int code, const char* argument) {
     case 'v': ++options.verbosity; break;
     case kAccessKey: options.accessKeyId = argument; break;
     case kSecretKey: options.secretKey = argument; break;
+    case kProfile: options.profile = argument; break;
     case kEndpoint: options.endpoint = argument; break;
     case kProgress: options.progress = ProgressDisplay::Always; break;
     case kNoProgress: options.progress = ProgressDisplay::Never; break;
@@ -252,25 +255,30 @@ void checkModeArguments(const Options& options, const std::vector<std::string>& 
     }
 }
 
+// The keys are not read here: without keys on the command line the library's chain reads
+// AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN itself, as the AWS CLI does.
 void fillFromEnvironment(Options& options) {
     if (options.region.empty()) options.region = firstEnvironment({"AWS_REGION", "AWS_DEFAULT_REGION"});
-    if (options.accessKeyId.empty()) options.accessKeyId = firstEnvironment({"AWS_ACCESS_KEY_ID"});
-    if (options.secretKey.empty()) options.secretKey = firstEnvironment({"AWS_SECRET_ACCESS_KEY"});
 }
 
 void checkClientSettings(const Options& options) {
     if (options.mode == Mode::Help || options.mode == Mode::Version) return;
-    if (options.region.empty())
+    if (options.accessKeyId.empty() != options.secretKey.empty())
+        throw UsageError("--access-key and --secret-key go together; give neither to use the environment "
+                         "or a profile");
+    if (!options.profile.empty() && !usesCredentialsChain(options))
+        throw UsageError("--profile and --access-key/--secret-key exclude each other");
+    if (options.region.empty() && !usesCredentialsChain(options))
         throw UsageError("no region: give -r REGION or set AWS_REGION");
-    if (options.accessKeyId.empty())
-        throw UsageError("no access key: give --access-key KEY or set AWS_ACCESS_KEY_ID");
-    if (options.secretKey.empty())
-        throw UsageError("no secret key: give --secret-key KEY or set AWS_SECRET_ACCESS_KEY");
 }
 
 }  // namespace
 
 bool StartPosition::needsShard() const { return type == 1 || type == 2; }
+
+bool usesCredentialsChain(const Options& options) {
+    return options.accessKeyId.empty() && options.secretKey.empty();
+}
 
 int effectiveBatchSize(const Options& options) {
     if (options.batchSize > 0) return options.batchSize;

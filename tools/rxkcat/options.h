@@ -53,9 +53,10 @@ struct Options {
 
     // Client and library.
     std::vector<std::pair<std::string, std::string>> parameters;  // -X key=value, in order
-    std::string region;
-    std::string accessKeyId;
+    std::string region;       // empty with the chain: the library resolves it
+    std::string accessKeyId;  // from the command line only; both empty: the default chain
     std::string secretKey;
+    std::string profile;      // --profile: becomes AWS_PROFILE, and wins over keys in the environment
     std::string endpoint;
     std::string libraryPath;
     int verbosity = 0;
@@ -68,9 +69,13 @@ constexpr int kDefaultFetchLimit = 10000;
 constexpr int kMaxFetchLimit = 10000;
 
 // Parses argv; throws UsageError naming the flag at fault. Reads the environment for the
-// region, the keys and the library path where the command line gives none.
+// region where the command line gives none.
 Options parseCommandLine(int argc, char** argv);
 
 int effectiveBatchSize(const Options& options);
+
+// True when no key is given on the command line: the library then takes its credentials from
+// the SDK's default chain (environment, profiles, roles, container, instance metadata).
+bool usesCredentialsChain(const Options& options);
 
 }  // namespace rxkcat

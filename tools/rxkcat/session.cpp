@@ -3,7 +3,9 @@
 #include <strings.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace rxkcat {
@@ -12,7 +14,7 @@ namespace {
 // Room for any message the library composes, with space to spare for service messages.
 constexpr int32_t kErrorTextBytes = 4 * RXK_ERROR_TEXT_BYTES;
 
-constexpr const char* kGlobalParameters[] = {"delimiter", "statspath"};
+constexpr const char* kGlobalParameters[] = {"delimiter", "statspath", "credentials"};
 
 bool isGlobalParameter(const std::string& name) {
     for (const char* global : kGlobalParameters)
@@ -30,15 +32,38 @@ void writeSinkLine(const char* prefix, const char* text, int32_t length) {
 
 // The sinks may run while the library holds a lock: they only write to standard error.
 void logSink(const char* text, int32_t length) { writeSinkLine("rxkinesis: ", text, length); }
-void traceSink(const char* text, int32_t length) { writeSinkLine("rxkinesis trace: ", text, length); }
+// The library's init trace line ends with the secret key as given: "... KinesisEnv::init
+// <region><key><secret>". A terminal or a log file is no place for it.
+void traceSink(const char* text, int32_t length) {
+    if (!text) return;
+    std::string line(text, length >= 0 ? static_cast<size_t>(length) : std::strlen(text));
+    const size_t secret = line.rfind("><");
+    if (line.find(" KinesisEnv::init <") != std::string::npos && secret != std::string::npos &&
+        line.size() > secret + 3 && line.back() == '>') {
+        line.replace(secret + 2, line.size() - secret - 3, "****");
+    }
+    writeSinkLine("rxkinesis trace: ", line.c_str(), static_cast<int32_t>(line.size()));
+}
+
+// Credentials as the AWS CLI finds them unless keys are on the command line; an explicit
+// --profile wins over keys in the environment, as it does for the CLI.
+void chooseCredentials(const LibraryApi& api, const Options& options) {
+    const bool chain = usesCredentialsChain(options);
+    if (chain && !options.profile.empty()) {
+        setenv("AWS_PROFILE", options.profile.c_str(), 1);
+        for (const char* name : {"AWS_ACCESS_KEY_ID", "AWS_SECRET_ACCESS_KEY", "AWS_SESSION_TOKEN"}) unsetenv(name);
+    }
+    api.SetGlobalParam("credentials", chain ? "chain" : "keys");
+}
 
 // Sets one -X parameter: a global one when client is -1, else one of the client.
 void setParameter(const LibraryApi& api, int32_t client, const std::string& name, const std::string& value) {
     const int32_t result = client < 0 ? api.SetGlobalParam(name.c_str(), value.c_str())
                                       : api.SetParam(client, name.c_str(), value.c_str());
     if (result != 0)
-        throw UsageError("-X " + name + ": unknown parameter (client: retry, retryattemptshow, maxputrow, "
-                         "maxputlen, exceptiontranslator; global: delimiter, statspath)");
+        throw UsageError("-X " + name + ": unknown parameter or value (client: retry, retryattemptshow, maxputrow, "
+                         "maxputlen, exceptiontranslator, sessiontoken; global: delimiter, statspath, "
+                         "credentials=keys|chain)");
 }
 
 // Sets the global parameters, before any client exists; returns the listing delimiter.
@@ -78,6 +103,7 @@ Session::StartedInterface::StartedInterface(const LibraryApi& library, const Opt
                              options.verbosity >= 2 ? traceSink : nullptr);
     api.InititializeInterface();
     try {
+        chooseCredentials(api, options);
         listDelimiter = applyGlobalParameters(api, options);
     } catch (...) {
         api.CloseInterface();  // the destructor of a half-built member does not run

@@ -1,6 +1,7 @@
 #include <aws/core/client/ClientConfiguration.h>
 #include <aws/core/client/DefaultRetryStrategy.h>
 #include <aws/core/client/RetryStrategy.h>
+#include <aws/core/config/AWSProfileConfigLoader.h>
 
 #include "core/environment.h"
 
@@ -26,12 +27,13 @@ namespace {
 
 constexpr char kDefaultRegion[] = "us-east-1";
 
+// Empty when neither variable is set.
 Aws::String RegionFromEnvironment() {
   for (const char* name : {"AWS_DEFAULT_REGION", "AWS_REGION"}) {
     Aws::String region = Internal::GetEnv(name);
     if (!region.empty()) return region;
   }
-  return kDefaultRegion;
+  return {};
 }
 
 // AWS_MAX_ATTEMPTS when it is a positive number, else 0.
@@ -67,6 +69,10 @@ ClientConfiguration::ClientConfiguration(const char* profile, bool shouldDisable
   disableIMDS = shouldDisableIMDS;
   ApplyEnvironmentDefaults();
   if (profile != nullptr && *profile != '\0') profileName = profile;
+  if (RegionFromEnvironment().empty()) {
+    const Aws::String profileRegion = Aws::Config::GetCachedConfigValue(profileName, "region");
+    if (!profileRegion.empty()) region = profileRegion;
+  }
 }
 
 ClientConfiguration::ClientConfiguration(bool, const char*, bool shouldDisableIMDS) {
@@ -76,6 +82,7 @@ ClientConfiguration::ClientConfiguration(bool, const char*, bool shouldDisableIM
 
 void ClientConfiguration::ApplyEnvironmentDefaults() {
   region = RegionFromEnvironment();
+  if (region.empty()) region = kDefaultRegion;
   retryStrategy = RetryStrategyFromEnvironment();
   profileName = Internal::GetEnv("AWS_PROFILE");
   if (profileName.empty()) profileName = "default";

@@ -16,6 +16,7 @@
 
 #include <chrono>
 #include <exception>
+#include <mutex>
 #include <thread>
 
 namespace Aws {
@@ -56,9 +57,15 @@ Aws::String DefaultUserAgent(const Aws::Client::ClientConfiguration& config) {
   return agent;
 }
 
-Aws::Auth::AWSCredentials CredentialsFromEnvironment() {
-  return Aws::Auth::AWSCredentials(Internal::GetEnv("AWS_ACCESS_KEY_ID"), Internal::GetEnv("AWS_SECRET_ACCESS_KEY"),
-                                   Internal::GetEnv("AWS_SESSION_TOKEN"));
+std::shared_ptr<Aws::Auth::AWSCredentialsProvider> CredentialsFromEnvironment() {
+  return std::make_shared<Aws::Auth::SimpleAWSCredentialsProvider>(
+      Internal::GetEnv("AWS_ACCESS_KEY_ID"), Internal::GetEnv("AWS_SECRET_ACCESS_KEY"),
+      Internal::GetEnv("AWS_SESSION_TOKEN"));
+}
+
+bool SameKeys(const Aws::Auth::AWSCredentials& a, const Aws::Auth::AWSCredentials& b) {
+  return a.GetAWSAccessKeyId() == b.GetAWSAccessKeyId() && a.GetAWSSecretKey() == b.GetAWSSecretKey() &&
+         a.GetSessionToken() == b.GetSessionToken();
 }
 
 bool IsSuccessStatus(Aws::Http::HttpResponseCode status) {
@@ -93,9 +100,13 @@ Aws::String HeaderValue(const Aws::Http::HeaderValueCollection& headers, const c
 
 class KinesisClient::Impl {
  public:
-  Impl(const Aws::Auth::AWSCredentials& credentials, const Aws::Client::ClientConfiguration& config)
+  Impl(const std::shared_ptr<Aws::Auth::AWSCredentialsProvider>& credentialsProvider,
+       const Aws::Client::ClientConfiguration& config)
       : m_endpoint(Internal::ResolveKinesisEndpoint(config)),
-        m_signer(credentials, kServiceName, Internal::SigningRegion(config.region)),
+        m_credentialsProvider(credentialsProvider),
+        m_signingRegion(Internal::SigningRegion(config.region)),
+        m_signer(std::make_shared<Aws::Client::AWSAuthV4Signer>(Aws::Auth::AWSCredentials(), kServiceName,
+                                                                 m_signingRegion)),
         m_http(config, Internal::kJsonInputPadding),
         m_retryStrategy(config.retryStrategy ? config.retryStrategy
                                              : std::make_shared<Aws::Client::DefaultRetryStrategy>()),
@@ -136,7 +147,13 @@ class KinesisClient::Impl {
     AWSError<CoreErrors> lastError;
     for (long retries = 0;; ++retries) {
       const Aws::Utils::DateTime signingTime = Aws::Utils::DateTime::Now();
-      SendAttempt(*connection, call, retries, ttl, signingTime, response);
+      const std::shared_ptr<Aws::Client::AWSAuthV4Signer> signer = CurrentSigner(lastError);
+      if (!signer) {
+        Aws::Utils::Outcome<Result, KinesisError> outcome{KinesisError(std::move(lastError))};
+        outcome.SetRetryCount(static_cast<unsigned>(retries));
+        return outcome;
+      }
+      SendAttempt(*signer, *connection, call, retries, ttl, signingTime, response);
       Result result;
       if (ReadAnswer(*connection, response, result, lastError)) {
         m_retryStrategy->RequestBookkeeping(true, lastError);
@@ -152,12 +169,33 @@ class KinesisClient::Impl {
     }
   }
 
-  void SendAttempt(Internal::Connection& connection, const CallIdentity& call, long retries, const Aws::String& ttl,
+  // The signer for the provider's current credentials, made anew when they changed (the
+  // learned clock skew goes along). Null, with `error` set, when the provider failed.
+  std::shared_ptr<Aws::Client::AWSAuthV4Signer> CurrentSigner(AWSError<CoreErrors>& error) const {
+    const Aws::Auth::AWSCredentials credentials = m_credentialsProvider->GetAWSCredentials();
+    if (credentials.GetAWSAccessKeyId().empty() || credentials.GetAWSSecretKey().empty()) {
+      const Aws::String failure = m_credentialsProvider->GetLastFailure();
+      if (!failure.empty()) {
+        error = AWSError<CoreErrors>(CoreErrors::CLIENT_SIGNING_FAILURE, "", "Credentials: " + failure, false);
+        return nullptr;
+      }
+    }
+    std::lock_guard<std::mutex> lock(m_signerMutex);
+    if (!SameKeys(credentials, m_signedWith)) {
+      auto signer = std::make_shared<Aws::Client::AWSAuthV4Signer>(credentials, kServiceName, m_signingRegion);
+      signer->SetClockSkew(m_signer->GetClockSkew());
+      m_signer = std::move(signer);
+      m_signedWith = credentials;
+    }
+    return m_signer;
+  }
+
+  void SendAttempt(const Aws::Client::AWSAuthV4Signer& signer, Internal::Connection& connection, const CallIdentity& call, long retries, const Aws::String& ttl,
                    const Aws::Utils::DateTime& signingTime, Internal::HttpAttemptResult& response) const {
     Aws::Client::SignableRequest signable;
     signable.payloadHash = call.payloadHash;
     signable.headers = BaseHeaders(call, retries, ttl, connection.requestBody.size());
-    m_signer.SignRequest(signable, signingTime);
+    signer.SignRequest(signable, signingTime);
     m_http.Post(connection, m_endpoint.url, signable.headers, response);
   }
 
@@ -225,18 +263,24 @@ class KinesisClient::Impl {
   bool CorrectClockSkew(const Aws::Utils::DateTime& serverTime, const Aws::Utils::DateTime& signingTime,
                         AWSError<CoreErrors>& error) const {
     if (!m_clockSkewAdjustment) return false;
-    const auto signedAt = signingTime + m_signer.GetClockSkew();
+    const std::shared_ptr<Aws::Client::AWSAuthV4Signer> signer = Signer();
+    const auto signedAt = signingTime + signer->GetClockSkew();
     const auto difference = Aws::Utils::DateTime::Diff(serverTime, signedAt);
     if (difference < kMaxClockSkew && difference > -kMaxClockSkew) return false;
-    m_signer.SetClockSkew(Aws::Utils::DateTime::Diff(serverTime, Aws::Utils::DateTime::Now()));
+    signer->SetClockSkew(Aws::Utils::DateTime::Diff(serverTime, Aws::Utils::DateTime::Now()));
     error.SetRetryableType(Aws::Client::RetryableType::RETRYABLE);
     return true;
   }
 
   Aws::String TimeToLive() const {
-    const auto expiry = Aws::Utils::DateTime::Now() + m_signer.GetClockSkew() +
+    const auto expiry = Aws::Utils::DateTime::Now() + Signer()->GetClockSkew() +
                         std::chrono::milliseconds(m_requestTimeout);
     return expiry.ToGmtString(Aws::Utils::DateFormat::ISO_8601_BASIC);
+  }
+
+  std::shared_ptr<Aws::Client::AWSAuthV4Signer> Signer() const {
+    std::lock_guard<std::mutex> lock(m_signerMutex);
+    return m_signer;
   }
 
   static Internal::ResponseParser& ParserOf(Internal::Connection& connection) {
@@ -245,7 +289,12 @@ class KinesisClient::Impl {
   }
 
   Internal::ResolvedEndpoint m_endpoint;
-  mutable Aws::Client::AWSAuthV4Signer m_signer;
+  std::shared_ptr<Aws::Auth::AWSCredentialsProvider> m_credentialsProvider;
+  Aws::String m_signingRegion;
+  mutable std::mutex m_signerMutex;
+  // Guarded by m_signerMutex: the signer of the latest credentials and those credentials.
+  mutable std::shared_ptr<Aws::Client::AWSAuthV4Signer> m_signer;
+  mutable Aws::Auth::AWSCredentials m_signedWith;
   mutable Internal::CurlHttpClient m_http;
   std::shared_ptr<Aws::Client::RetryStrategy> m_retryStrategy;
   Aws::String m_userAgent;
@@ -258,7 +307,13 @@ KinesisClient::KinesisClient(const Aws::Client::ClientConfiguration& clientConfi
 
 KinesisClient::KinesisClient(const Aws::Auth::AWSCredentials& credentials,
                              const Aws::Client::ClientConfiguration& clientConfiguration)
-    : m_impl(new Impl(credentials, clientConfiguration)) {}
+    : m_impl(new Impl(std::make_shared<Aws::Auth::SimpleAWSCredentialsProvider>(credentials), clientConfiguration)) {}
+
+KinesisClient::KinesisClient(const std::shared_ptr<Aws::Auth::AWSCredentialsProvider>& credentialsProvider,
+                             const Aws::Client::ClientConfiguration& clientConfiguration)
+    : m_impl(new Impl(credentialsProvider ? credentialsProvider
+                                          : std::make_shared<Aws::Auth::AnonymousAWSCredentialsProvider>(),
+                      clientConfiguration)) {}
 
 KinesisClient::~KinesisClient() = default;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <aws/core/auth/AWSCredentials.h>
+#include <aws/core/auth/AWSCredentialsProvider.h>
 #include <aws/core/client/ClientConfiguration.h>
 #include <aws/kinesis/KinesisServiceClientModel.h>
 
@@ -23,6 +24,10 @@ class KinesisClient {
   explicit KinesisClient(const Aws::Client::ClientConfiguration& clientConfiguration =
                              Aws::Client::ClientConfiguration());
   KinesisClient(const Aws::Auth::AWSCredentials& credentials,
+                const Aws::Client::ClientConfiguration& clientConfiguration = Aws::Client::ClientConfiguration());
+  // Credentials from the provider, asked before every attempt. When it answers with none and
+  // tells why (GetLastFailure), the call fails with CLIENT_SIGNING_FAILURE and those words.
+  KinesisClient(const std::shared_ptr<Aws::Auth::AWSCredentialsProvider>& credentialsProvider,
                 const Aws::Client::ClientConfiguration& clientConfiguration = Aws::Client::ClientConfiguration());
   virtual ~KinesisClient();
 

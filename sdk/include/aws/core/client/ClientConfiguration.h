@@ -18,7 +18,9 @@ struct ClientConfigurationInitValues {
 };
 
 // Settings of a service client. The default constructor resolves the region and the retry
-// mode from the environment only; it never touches the network or configuration files.
+// mode from the environment only; it never touches the network or configuration files. The
+// profile constructor also takes the profile's region from the config files when neither
+// AWS_DEFAULT_REGION nor AWS_REGION is set.
 struct ClientConfiguration {
   ClientConfiguration();
   explicit ClientConfiguration(const ClientConfigurationInitValues& configuration);
