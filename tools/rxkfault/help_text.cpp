@@ -16,8 +16,8 @@ answers Kinesis JSON 1.1 requests: from the script's rules first, else as a tiny
 SIGTERM or SIGINT stop it; it prints "requests=<n> cpu_user_seconds=<u> cpu_system_seconds=<s>".
 
 Examples
-  Start it and point a client at it:
-    rxkfault --port 4567 &
+  Start it with a script (any of those below saved as faults.json), point a client at it:
+    rxkfault --port 4567 --script faults.json &
     AWS_ENDPOINT_URL_KINESIS=http://127.0.0.1:4567 my-host ...
 
   Throttle the first two PutRecords, then let everything through:

@@ -40,13 +40,15 @@ Script startingScript(const Options& options) {
     return script;
 }
 
+// The port file first: whoever reads the port line may look for the file next.
 void announcePort(int port, const std::string& portFile) {
+    if (!portFile.empty()) {
+        std::ofstream file(portFile);
+        file << port << "\n";
+        if (!file) throw FileError(portFile + ": cannot write: " + std::strerror(errno));
+    }
     std::printf("port=%d\n", port);
     std::fflush(stdout);
-    if (portFile.empty()) return;
-    std::ofstream file(portFile);
-    file << port << "\n";
-    if (!file) throw FileError(portFile + ": cannot write: " + std::strerror(errno));
 }
 
 double seconds(const timeval& time) { return static_cast<double>(time.tv_sec) + time.tv_usec / 1e6; }
