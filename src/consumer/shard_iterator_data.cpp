@@ -2,14 +2,14 @@
 
 #include <cstring>
 
+#include "frame/bounded_copy.h"
+
 namespace rxk {
 
 namespace {
 
 void copyName(char (&field)[kNameFieldBytes], const char* name) {
-    const std::size_t length = strnlen(name, kLongestName);
-    std::memcpy(field, name, length);
-    field[length] = '\0';
+    copyBounded(name, strnlen(name, kLongestName), field, kNameFieldBytes, CopyStyle::Cut);
 }
 
 }  // namespace

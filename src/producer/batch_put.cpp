@@ -17,6 +17,7 @@
 
 #include "env/client_env.h"
 #include "env/text_exception.h"
+#include "frame/bounded_copy.h"
 #include "frame/message_buffer.h"
 #include "frame/module.h"
 #include "producer/producer.h"
@@ -190,7 +191,7 @@ int32_t BatchPut::sendFirstRequest() {
     }
     step = 5;
     request_.SetStreamName(streamName_);
-    std::memcpy(list_->streamName, streamName_, nameLength + 1);
+    copyBounded(streamName_, nameLength, list_->streamName, sizeof list_->streamName, CopyStyle::Cut);
     step = 6;
     {
         RecordsOnLoan loan(request_, *list_);
