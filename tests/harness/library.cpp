@@ -95,6 +95,18 @@ void forgetCapturedLines() {
     }
 }
 
+std::optional<std::string> currentValue(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
+EnvVar::EnvVar(std::string name, const std::optional<std::string>& value)
+    : name_(std::move(name)), previous_(currentValue(name_.c_str())) {
+    assign(name_, value);
+}
+
+EnvVar::~EnvVar() { assign(name_, previous_); }
+
 ServiceEnvironment::ServiceEnvironment(const std::string& endpoint, SdkRetries retries) {
     const bool once = retries == SdkRetries::Off;
     const std::pair<const char*, std::optional<std::string>> settings[] = {
@@ -107,8 +119,7 @@ ServiceEnvironment::ServiceEnvironment(const std::string& endpoint, SdkRetries r
         {"AWS_RETRY_MODE", once ? std::optional<std::string>("standard") : std::nullopt},
         {"AWS_MAX_ATTEMPTS", once ? std::optional<std::string>("1") : std::nullopt}};
     for (const auto& [name, value] : settings) {
-        const char* previous = std::getenv(name);
-        previous_.emplace_back(name, previous != nullptr ? std::optional<std::string>(previous) : std::nullopt);
+        previous_.emplace_back(name, currentValue(name));
         assign(name, value);
     }
 }

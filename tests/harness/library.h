@@ -90,6 +90,19 @@ public:
     static void reset() { forgetCapturedLines(); }
 };
 
+// Sets (or, with nullopt, removes) one environment variable while it lives.
+class EnvVar {
+public:
+    EnvVar(std::string name, const std::optional<std::string>& value);
+    ~EnvVar();
+    EnvVar(const EnvVar&) = delete;
+    EnvVar& operator=(const EnvVar&) = delete;
+
+private:
+    std::string name_;
+    std::optional<std::string> previous_;
+};
+
 // Points clients created while it lives at `endpoint`, through the environment only:
 // AWS_ENDPOINT_URL_KINESIS and AWS_ENDPOINT_URL, no instance metadata, no config files.
 // With SdkRetries::Off the SDK makes one attempt per call (standard mode, AWS_MAX_ATTEMPTS=1),

@@ -55,7 +55,7 @@ int32_t run(int32_t id, const Step& s) {
 // the caller's buffers no further than a name, and an empty stream name is no result. Every row starts on a new client with list 0 created; texts carry the client id.
 TEST(RecordLists, Scripts) {
     using O = Op;
-    const std::string kNoResult = "id:%d KinesisEnv::getLastResult [" + std::string(128, 'S') + "]:[shard-x] error no result available";
+    const std::string kNoResult = "id:%d KinesisEnv::getLastResult [" + std::string(RXK_NAME_BYTES - 1, 'S') + "]:[shard-x] error no result available";
     struct Case { const char* name; std::vector<Step> steps; const char* error; std::vector<const char*> log, traces; };
     const Case kRows[] = {
         {"the 500th record is taken, the 501st refused",

@@ -144,8 +144,8 @@ usage "needs -p SHARD" -C -s x -o at:12; usage "-o ts:" -C -s x -o 'ts:2026-01-0
 usage "-D/--delimiter: unknown escape '\\q'" -P -s x -D '\q'; usage "-D/--delimiter needs at least one byte" -P -s x -D ''
 usage "-G needs a sequence number: add -q SEQ" -G -s x -p shardId-000000000000; usage "-X/--set needs key=value" -L -X retry
 usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X delimiter needs at least one byte" -L -X delimiter=
-AWS_REGION= AWS_DEFAULT_REGION= row "no region" 2 "" "-r REGION" "" -L
-AWS_ACCESS_KEY_ID= row "no access key" 2 "" "--access-key" "" -L
+AWS_REGION= AWS_DEFAULT_REGION= row "no region with keys given" 2 "" "-r REGION" "" -L --access-key a --secret-key b
+row "a secret key without its access key" 2 "" "--access-key" "" -L -r us-east-1 --secret-key b
 row "--help shows every mode with an example, the exit statuses and the NUL cut" 0 "*" "" "" --help
 check "--help" "$(for w in '  -L' '  -P' '  -C' '  -G' '  -N' '  -Z' 'rxkcat -L' 'rxkcat -P' 'rxkcat -C' 'rxkcat -G' 'rxkcat -N' 'rxkcat -Z' \
   '  0  ' '  1  ' '  2  ' '  3  ' NUL; do grep -qF -- "$w" "$work/out" || echo "missing [$w]"; done)" ""
