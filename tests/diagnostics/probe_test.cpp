@@ -85,6 +85,7 @@ protected:
             sharedLibrary().CreateClient("us-east-1", "probe-key", "probe-secret");
         }).join();
     }
+    static void TearDownTestSuite() { sharedLibrary().FreeClient(0), sharedLibrary().FreeClient(kClient); }
 };
 
 // Would catch a scenario printing other lines (or an end line behind its fault, or flushing
