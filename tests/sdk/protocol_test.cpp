@@ -52,6 +52,10 @@ const Case kRows[] = {
      nullptr, -1, "Unable to parse ExceptionName: NewException Message: m", 1},
     {"name after # is looked up", "[" RULE("", R"({"error":"com.amazonaws.kinesis.v20131202#ResourceNotFoundException","message":"gone"})") "]",
      nullptr, -1, "gone", 1},
+    {"expired iterator is not retried", "[" RULE("", R"({"error":"ExpiredIteratorException","message":"old"})") "]", nullptr, -1, "old", 1},
+    {"request expired is retried", "[" RULE(FIRST, R"({"error":"RequestExpired"})") "]", nullptr, 0, "", 2},
+    {"no name, 429: retried by its status", "[" RULE(FIRST, R"({"json":{"message":"slow"},"status":429})") "]", nullptr, 0, "", 2},
+    {"no name, 400: its message, not retried", "[" RULE("", R"({"json":{"message":"text"},"status":400})") "]", nullptr, -1, "text", 1},
     {"KMS throttling is not retried", "[" RULE("", R"({"error":"KMSThrottlingException","message":"kms"})") "]", nullptr, -1, "kms", 1},
     {"Message beats message", "[" RULE("", R"({"status":400,"json":{"__type":"InvalidArgumentException","message":"b","Message":"a"}})") "]",
      nullptr, -1, "a", 1},
@@ -143,7 +147,10 @@ TEST(SdkProtocol, AnswersRetriesAndConnections) {
         const auto requests = endpoint.requests(c.call.operation);
         EXPECT_EQ(int(requests.size()), c.requests);
         if (c.mostConnections) { EXPECT_LE(endpoint.connections() - connectionsBefore, c.mostConnections); }
-        // One call's attempts: one invocation id, numbered attempts out of the strategy's maximum.
+        // One call's attempts: one invocation id (an upper-case UUID v4), numbered attempts out of
+        // the strategy's maximum.
+        const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+        if (!requests.empty()) { EXPECT_TRUE(std::regex_match(requests[0].header("amz-sdk-invocation-id"), uuid)); }
         for (size_t i = 0; c.calls == 1 && i < requests.size(); ++i) {
             EXPECT_EQ(requests[i].header("amz-sdk-invocation-id"), requests[0].header("amz-sdk-invocation-id"));
             const std::string attempt = requests[i].header("amz-sdk-request");
