@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -24,13 +23,13 @@ std::string fileText(const std::filesystem::path& path) {
     return text.str();
 }
 
-std::string jsonText(const std::string& json, const std::string& key) {
-    std::smatch match;
-    return std::regex_search(json, match, std::regex("\"" + key + "\"\\s*:\\s*\"([^\"]*)\"")) ? match[1].str() : "";
-}
-
-bool jsonFlag(const std::string& json, const std::string& key) {
-    return std::regex_search(json, std::regex("\"" + key + "\"\\s*:\\s*true"));
+// A member of the flat context.json: a string's text, or a literal (true, 3600) as written.
+std::string jsonValue(const std::string& json, const std::string& key) {
+    const size_t at = json.find("\"" + key + "\"");
+    if (at == std::string::npos) return {};
+    const size_t start = json.find_first_not_of(" :", at + key.size() + 2);
+    if (json[start] != '"') return json.substr(start, json.find_first_of(",\n}", start) - start);
+    return json.substr(start + 1, json.find('"', start + 1) - start - 1);
 }
 
 std::string header(const SignableRequest& request, const std::string& name) {
@@ -69,14 +68,14 @@ TEST(SigV4Vectors, EveryVectorSignsByteForByte) {
         SCOPED_TRACE(dir.filename().string());
         const std::string context = fileText(dir / "context.json");
         const Aws::Auth::AWSCredentials credentials(
-            jsonText(context, "access_key_id"), jsonText(context, "secret_access_key"),
-            jsonFlag(context, "omit_session_token") ? "" : jsonText(context, "token"));
-        const std::string region = jsonText(context, "region"), service = jsonText(context, "service");
-        const Aws::Utils::DateTime time(jsonText(context, "timestamp"), Aws::Utils::DateFormat::ISO_8601);
-        const bool normalize = jsonFlag(context, "normalize");
+            jsonValue(context, "access_key_id"), jsonValue(context, "secret_access_key"),
+            jsonValue(context, "omit_session_token") == "true" ? "" : jsonValue(context, "token"));
+        const std::string region = jsonValue(context, "region"), service = jsonValue(context, "service");
+        const Aws::Utils::DateTime time(jsonValue(context, "timestamp"), Aws::Utils::DateFormat::ISO_8601);
+        const bool normalize = jsonValue(context, "normalize") == "true";
         SignableRequest request = parseRequest(fileText(dir / "request.txt"));
         Aws::Client::AWSAuthV4Signer signer(credentials, service.c_str(), region, normalize);
-        signer.SignRequest(request, time, jsonFlag(context, "sign_body"));
+        signer.SignRequest(request, time, jsonValue(context, "sign_body") == "true");
 
         const std::string canonical = SigV4::CanonicalRequest(request, normalize);
         EXPECT_EQ(canonical, fileText(dir / "header-canonical-request.txt"));
