@@ -8,9 +8,7 @@ namespace rxk::test {
 namespace {
 
 char text[kTextBytes], data[] = "data";
-int32_t number;  // and the other outputs the calls pass
-uint32_t count;
-unsigned char flag;
+int32_t number; uint32_t count; unsigned char flag;  // the outputs the calls pass
 int32_t noRecords(int32_t, const char*, const char*, const char*, const char*, int32_t) { return 0; }
 
 // The call as the host makes it, with id and arguments that pass the frame unless a row says so.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -23,16 +24,31 @@ namespace rxk::test {
 // Room for any composed line.
 constexpr std::size_t kTextBytes = RXK_ERROR_TEXT_BYTES + 88;
 
+// Frees the lists and clients of every library the tests loaded when the process ends, as a host
+// does before it unloads the library: the client table alone would keep them. One handler per
+// library, registered after it was loaded, so that it runs before the library's own statics go.
+inline void freeAtExit(Library& lib) {
+    static auto* const libraries = new std::vector<Library*>;  // never freed: every library stays reachable
+    static std::size_t pending = 0;
+    libraries->push_back(&lib), ++pending;
+    std::atexit([] {
+        Library* const l = (*libraries)[--pending];  // the latest library's handler runs first
+        l->InitLogEventCallBack(nullptr, nullptr);
+        for (int32_t id = 0; (l->FreeListRecord(id, -1), l->FreeClient(id)) == 0; ++id) {}
+    });
+}
+
 // A private copy of $RXK_LIBRARY: its module state is that of a library just loaded, whatever
 // earlier rows of the same process did; `started`: with its sinks captured and started. Never
 // unloaded (the process may keep its fault handlers).
-inline std::unique_ptr<Library> freshLibrary(bool started = false) {
+inline Library* freshLibrary(bool started = false) {
     char name[] = "/tmp/rxk-host-XXXXXX";
     const int fd = ::mkstemp(name);
     if (fd < 0 || ::close(fd) != 0) throw std::runtime_error("mkstemp failed");
     std::ofstream(name, std::ios::binary) << std::ifstream(libraryPathFromEnvironment(), std::ios::binary).rdbuf();
-    auto library = std::make_unique<Library>(name, Library::Unload::Never);
+    Library* const library = new Library(name, Library::Unload::Never);  // reachable for ever through freeAtExit
     ::unlink(name);
+    freeAtExit(*library);
     if (started) library->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink), library->InititializeInterface();
     return library;
 }
@@ -40,7 +56,7 @@ inline std::unique_ptr<Library> freshLibrary(bool started = false) {
 // The library loaded once per test binary, started, its sinks captured.
 inline Library& host() {
     static const int started = (sharedLibrary().InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink),
-                                sharedLibrary().InititializeInterface());
+                                freeAtExit(sharedLibrary()), sharedLibrary().InititializeInterface());
     return (void)started, sharedLibrary();
 }
 
@@ -75,8 +91,7 @@ inline std::string logWithLengths() {
 inline std::string withLength(const std::string& line) { return line + "|" + std::to_string(line.size()) + "\n"; }
 
 // A buffer of `size` bytes between two guard areas, all filled with kFill at the start.
-class Guarded {
-public:
+struct Guarded {
     static constexpr char kFill = '\x5A';
     static constexpr std::size_t kGuard = 16;
 
@@ -89,7 +104,6 @@ public:
     // Bytes of the area still holding the filling, counted from its end.
     std::size_t untouchedTail() const { return std::find_if(bytes_.rbegin() + kGuard, bytes_.rend() - kGuard, [](char c) { return c != kFill; }) - (bytes_.rbegin() + kGuard); }
 
-private:
     bool filled(std::size_t from, std::size_t to) const { return std::all_of(&bytes_[from], &bytes_[0] + to, [](char c) { return c == kFill; }); }
     std::size_t size_;
     std::vector<char> bytes_;

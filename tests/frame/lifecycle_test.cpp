@@ -12,8 +12,7 @@ namespace {
 
 // One call of a lifecycle script, "name=result" or "name:id=result", e.g. "free:2=-1".
 int32_t run(Library& lib, const std::string& name, int32_t id) {
-    if (name == "init") return lib.InititializeInterface();
-    if (name == "close") return lib.CloseInterface();
+    if (name == "init" || name == "close") return name == "init" ? lib.InititializeInterface() : lib.CloseInterface();
     if (name == "create") return newClient(lib);
     if (name == "refuse") return lib.CreateClient("us-east-1", "AKID", "");
     if (name == "free") return lib.FreeClient(id);
@@ -48,8 +47,7 @@ TEST(Lifecycle, ScriptsOnAFreshLibrary) {
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
         auto lib = freshLibrary();
-        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-        LogCapture::reset();
+        lib->InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink), LogCapture::reset();
         std::istringstream script(c.script);
         for (std::string step; script >> step;) {
             char name[16] = {}; int32_t id = 0, expected = 0;
@@ -75,9 +73,8 @@ TEST(Lifecycle, CreateClientArguments) {
         auto lib = freshLibrary(true);
         LogCapture::reset();
         EXPECT_EQ(lib->CreateClient(c.region, c.key, c.secret), c.id);
-        std::vector<std::string> trace{"id:0 KinesisEnv::init " + init, "id:0 KinesisEnv::initProducer success"};
-        trace.resize(c.id == 0 ? 2 : 1);
-        EXPECT_EQ(LogCapture::traceTexts(), trace);
+        const std::string trace[] = {"id:0 KinesisEnv::init " + init, "id:0 KinesisEnv::initProducer success"};
+        EXPECT_EQ(LogCapture::traceTexts(), std::vector<std::string>(trace, trace + (c.id == 0 ? 2 : 1)));
         const std::string refusal = "id:0 KinesisEnv::init param ERROR";
         EXPECT_EQ(logWithLengths(), c.id == 0 ? "" : withLength(refusal) + refusal + "|-1\n");
         EXPECT_EQ(globalError(*lib), c.id == 0 ? "" : refusal);
@@ -90,8 +87,7 @@ TEST(Lifecycle, CreatorsAndReadersAtOnce) {
     auto lib = freshLibrary();
     ASSERT_EQ(lib->InititializeInterface() + newClient(*lib) + lib->SetParam(0, "maxputrow", "7"), 0);
     std::vector<std::vector<int32_t>> created(4);
-    std::atomic<bool> creating{true};
-    std::atomic<int> readerFailures{0};
+    std::atomic<bool> creating{true}; std::atomic<int> readerFailures{0};
     std::vector<std::thread> readers, creators;
     for (int r = 0; r < 3; ++r)
         readers.emplace_back([&] { do readerFailures += (param(0, "maxputrow", *lib) != "7") + clientError(0, *lib).size(); while (creating); });

@@ -44,8 +44,7 @@ TEST(Parameters, SetThenGet) {
         const char* const getKey = c.getKey ? c.getKey : c.setKey;
         SCOPED_TRACE(std::string(c.setKey ? c.setKey : "-") + " = " + (c.value ? c.value : "NULL") + ", " + getKey);
         const int32_t id = newClient(host());
-        host().SetGlobalErrorStr("kept");
-        LogCapture::reset();
+        host().SetGlobalErrorStr("kept"), LogCapture::reset();
         if (c.setKey) { EXPECT_EQ(host().SetParam(id, c.setKey, c.value), std::strstr(c.error, "setParam") ? -1 : 0); }
         Guarded buffer(c.got ? std::strlen(c.got) + 1 : 64);
         EXPECT_EQ(host().GetParam(id, getKey, buffer.data()), c.got ? 0 : -1);
@@ -68,12 +67,11 @@ TEST(Parameters, GlobalNames) {
         {"delim", ",", -1}, {"Delimiters", ",", -1}, {"delimiter ", ",", -1}, {"stats", ",", -1},
         {"STATSPATHX", ",", -1}, {"", ",", -1}, {longText, ",", -1},
     };
-    Library* const lib = &host();
-    lib->SetGlobalErrorStr("kept");
+    host().SetGlobalErrorStr("kept");
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name.substr(0, 20));
         LogCapture::reset();
-        EXPECT_EQ(lib->SetGlobalParam(c.name.c_str(), c.value), c.result);
+        EXPECT_EQ(host().SetGlobalParam(c.name.c_str(), c.value), c.result);
         const std::string words = ("rxKinesis::SetGlobalParam bad param name [" + c.name + "]").substr(0, 255);
         EXPECT_EQ(logWithLengths(), c.result ? withLength(words) : "");
     }
@@ -138,8 +136,7 @@ TEST(TruncatingCopy, EveryBoundary) {
         EXPECT_EQ(c.source == Global ? lib.GetGlobalErrorStr(given, c.size) : lib.GetErrorStr(c.source == Client ? id : -3, given, c.size), given);
         EXPECT_EQ(LogCapture::traceTexts().size(), c.source == Client ? 1u : 0u);
         if (c.source == Client) { EXPECT_TRUE(LogCapture::traceContains(fmt("GetErrorStr id:%d  lenBuffer:%d errSize:1023", id, c.size))); }
-        const std::size_t size = static_cast<std::size_t>(c.size);
-        const std::string expected = c.expect == Whole ? text : c.expect == Marked ? text.substr(0, size - 10) + " [...]" : c.expect == Prefix ? text.substr(0, size - 1) : "";
+        const auto size = static_cast<std::size_t>(c.size); const std::string expected = c.expect == Whole ? text : c.expect == Marked ? text.substr(0, size - 10) + " [...]" : c.expect == Prefix ? text.substr(0, size - 1) : "";
         if (c.expect != Nothing) { EXPECT_EQ(buffer.text(), expected); }
         if (c.expect != Nothing) { EXPECT_EQ(buffer.at(expected.size()) + std::to_string(buffer.untouchedTail()), '\0' + std::to_string(c.expect == Marked ? 3 : size - expected.size() - 1)); }
         EXPECT_TRUE(c.expect == Nothing ? buffer.untouched() : buffer.guardsIntact());

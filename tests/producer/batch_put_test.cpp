@@ -6,7 +6,6 @@
 
 #include <map>
 #include <numeric>
-#include <regex>
 #include <set>
 
 namespace rxk::test {
@@ -178,7 +177,7 @@ TEST(BatchPut, RetriesAndReadBack) {
             std::vector<int> stillFailing;
             for (std::size_t i = 0; i < records.size(); ++i) {
                 const SentRecord &sent = records[i], &expected = appended[pending[i]];
-                const bool randomKey = std::regex_match(sent.partitionKey, std::regex("[1-9][0-9]{0,18}0{20}"));  // one key for both
+                const bool randomKey = sent.partitionKey.size() > 20 && sent.partitionKey.substr(sent.partitionKey.size() - 20) == std::string(20, '0');
                 EXPECT_EQ(sent.data + "|" + sent.partitionKey + "|" + sent.explicitHashKey, expected.data + "|" + (c.randomKeys && randomKey
                           ? sent.partitionKey + "|" + sent.partitionKey : expected.partitionKey + "|" + expected.explicitHashKey)) << "request " << k + 1 << " position " << i;
                 sentBytes += k == 0 ? static_cast<int32_t>(sent.data.size() + sent.partitionKey.size()) : 0;
