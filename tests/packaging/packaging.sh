@@ -44,6 +44,7 @@ declared=$(sed -nE 's/^RXK_API [^(]*[ *]([A-Za-z]+)\(.*/\1/p' "$src/include/rxki
 exported() { nm -D --defined-only "$1" | awk '{print $3}' | grep -vE '^__(asan|ubsan|tsan|sanitizer|odr_asan|lsan)|^_ZNK12RX_Exception4whatEv$' | sort; }
 check "exported symbols" "$(exported "$RXK_LIBRARY")" "$(printf '%s\n' $declared _ZTI12SE_Exception _ZTS12SE_Exception _ZTI12RX_Exception \
   _ZTS12RX_Exception _ZN12SE_Exception4whatEv | sort)"
+check "the reading extension is declared and exported" "$(exported "$RXK_LIBRARY" | grep -cxE 'ReadShardRecord|GetListAllStreams|GetShardLineage')" 3
 
 # ---- the Debian package: name, fields, dependencies, contents, a library that links and loads from /usr
 cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/deb" >"$work/cpack.log" 2>&1 || cat "$work/cpack.log"
