@@ -57,9 +57,11 @@ usage() { local named=$1; shift; row "bad command line: $named" 2 "" "$named|rxk
 new_stream() { local name="rxkcat-$BASHPID-$RANDOM"; "$RXKCAT" -N -s "$name" -n "$1" >/dev/null 2>&1; echo "$name"; }
 lines() { seq -f "$1-%g" "$2" | sed 's/$/\\n/' | tr -d '\n'; }  # "p-1\np-2\n..." as '%b' text
 
-# The library lists the first page of streams only: the listing row goes first.
 listed=$(new_stream 3)
 row "-L lists the stream" 0 "$listed\n" "" "" -L
+for i in $(seq 39); do new_stream 1 >/dev/null; done
+row "-L lists 40 streams, past the service's first page" 0 "*" "" "" -L
+check "40 streams listed" "$(sort -u "$work/out" | grep -c '^rxkcat-')" 40
 
 # ---- round trips: records lost, reordered or altered on the way in or out
 for batching in "line 1200" "single 25 -1" "limited 40 -b 7 -X maxputrow=3"; do
@@ -93,7 +95,19 @@ for delimiter in 'NUL \0 nul nul 12 %s\0' 'hex \x1e rs rs-out 12 %s\0' 'two-byte
 done
 s=$(new_stream 1)
 row "data with a NUL: produced" 0 "" "" 'ab\0cd;xyz;' -P -s "$s" -D ';'
-row "data is cut at its first NUL, the length stays whole" 0 "5:ab\n3:xyz\n" "" "" -C -s "$s" -e -f '%S:%s\n'
+row "data comes back whole, NUL bytes included" 0 "5:ab\0cd\n3:xyz\n" "" "" -C -s "$s" -e -f '%S:%s\n'
+# Every byte value, one byte, 10,000 bytes and 1 MiB, byte for byte through -f and through -J.
+perl -e 'print join("", map { chr } 0 .. 255), "<>\0<>", "\xff" x 10000, "<>", "m" x 1048576, "<>"' >"$work/exact"
+s=$(new_stream 1)
+row "exact bytes: produced" 0 "" "4 records sent" "@$work/exact" -P -s "$s" -D '<>'
+row "exact bytes: consumed" 0 "@$work/exact" "" "" -C -s "$s" -e -f '%s<>'
+printf 'plain<>quote" back\\ new\nline\ttab\001<>\377\376 binary<>cut \342\202<>' >"$work/json"
+s=$(new_stream 1)
+row "-J: produced" 0 "" "4 records sent" "@$work/json" -P -s "$s" -D '<>' -k 'key "1"'
+row "-J: one object per record" 0 '~"partitionKey":"key \"1\"","sequenceNumber":"' "" "" -C -s "$s" -e -J
+node -e 'for (const l of require("fs").readFileSync(process.argv[1], "utf8").split("\n").filter(Boolean)) { const r = JSON.parse(l);
+  process.stdout.write(Buffer.from(r.data, r.dataEncoding === "base64" ? "base64" : "utf8")); process.stdout.write("<>"); }' "$work/out" >"$work/json-out"
+check "-J: data as text where UTF-8, else base64, exactly" "$(cmp "$work/json" "$work/json-out" && grep -c '"dataEncoding":"base64"' "$work/out")" 2
 
 # ---- keys: the partition key or hash key of the command line not reaching the records
 s=$(new_stream 4)
@@ -108,7 +122,7 @@ check "hash keys pick the last and the first shard" "$(sort "$work/out" | uniq -
 
 # ---- positions, formats and -G: a start position, a count or a format ignored or misapplied
 s=$(new_stream 1); shard=shardId-000000000000
-row "positions: produced" 0 "" "" "r1\nr2\nr3\nr4\nr5\n" -P -s "$s"
+row "positions: produced" 0 "" "" "r1\nr2\nr3\nr4\nr5\n" -P -s "$s" -k pk-1
 row "positions: sequence numbers" 0 "*" "" "" -C -s "$s" -e -f '%o\n'
 mapfile -t sequence <"$work/out"
 row "-o end gives nothing of the past" 0 "" "" "" -C -s "$s" -e -o end
@@ -117,7 +131,9 @@ row "-o at:" 0 "r3\nr4\nr5\n" "" "" -C -s "$s" -e -p "$shard" -o "at:${sequence[
 row "-o after:" 0 "r4\nr5\n" "" "" -C -s "$s" -e -p "$shard" -o "after:${sequence[2]}"
 row "-o ts: in the past" 0 "r1\nr2\nr3\nr4\nr5\n" "" "" -C -s "$s" -e -o ts:2000-01-01T00:00:00Z
 row "-o ts: in the future, with a fraction" 0 "" "" "" -C -s "$s" -e -o ts:2100-01-01T00:00:00.5Z
-row "-f shows every field" 0 "$s|$shard|${sequence[0]}|2|r1|100%\n" "" "" -C -s "$s" -c 1 -f '%T|%p|%o|%S|%s|100%%\n'
+row "-f shows every field" 0 "$s|$shard|${sequence[0]}|2|pk-1|4|r1|100%\n" "" "" -C -s "$s" -c 1 -f '%t|%p|%o|%S|%k|%K|%s|100%%\n'
+row "-f %T: arrival time in ms" 0 "*" "" "" -C -s "$s" -c 1 -f '%T'
+check "-f %T: within a minute of now" "$(( $(cat "$work/out") / 60000 - $(date +%s) / 60 <= 1 ))" 1
 row "-G reads one record by sequence number" 0 "r4 ${sequence[3]}\n" "" "" -G -s "$s" -p "$shard" -q "${sequence[3]}" -f '%s %o\n'
 row "-G of an unknown sequence number" 1 "" "no record at sequence number 1" "" -G -s "$s" -p "$shard" -q 1
 
@@ -144,8 +160,8 @@ usage "needs -p SHARD" -C -s x -o at:12; usage "-o ts:" -C -s x -o 'ts:2026-01-0
 usage "-D/--delimiter: unknown escape '\\q'" -P -s x -D '\q'; usage "-D/--delimiter needs at least one byte" -P -s x -D ''
 usage "-G needs a sequence number: add -q SEQ" -G -s x -p shardId-000000000000; usage "-X/--set needs key=value" -L -X retry
 usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X delimiter needs at least one byte" -L -X delimiter=
-AWS_REGION= AWS_DEFAULT_REGION= row "no region" 2 "" "-r REGION" "" -L
-AWS_ACCESS_KEY_ID= row "no access key" 2 "" "--access-key" "" -L
+AWS_REGION= AWS_DEFAULT_REGION= row "no region with keys given" 2 "" "-r REGION" "" -L --access-key a --secret-key b
+row "an access key without its secret" 2 "" "--access-key and --secret-key go together" "" -L --access-key a
 row "--help shows every mode with an example, the exit statuses and the NUL cut" 0 "*" "" "" --help
 check "--help" "$(for w in '  -L' '  -P' '  -C' '  -G' '  -N' '  -Z' 'rxkcat -L' 'rxkcat -P' 'rxkcat -C' 'rxkcat -G' 'rxkcat -N' 'rxkcat -Z' \
   '  0  ' '  1  ' '  2  ' '  3  ' NUL; do grep -qF -- "$w" "$work/out" || echo "missing [$w]"; done)" ""
@@ -211,7 +227,7 @@ fi
 
 # ---- the stopped emulator: a hang, a wrong status, or a failure without the library's words
 kill "${pids[0]}"; wait "${pids[0]}" 2>/dev/null
-row "stopped emulator: listing" 1 "" "cannot list the streams: |KinesisEnv::getListStream" "" -L
+row "stopped emulator: listing" 1 "" "cannot list the streams: |KinesisEnv::getListAllStreams" "" -L
 row "stopped emulator: batches" 1 "" "PutRecords failed for records 1 to 2: |2 failed" "a\nb\n" -P -s any
 row "stopped emulator: single puts" 1 "" "PutRecord failed for record 1: " "a\n" -P -1 -s any
 

@@ -49,7 +49,7 @@ std::vector<std::string> listStreams(Session& session) {
     const LibraryApi& api = session.api();
     std::string text;
     const bool listed = fetchListing(
-        [&](char* buffer, int32_t* length) { return api.GetListStreams(session.client(), buffer, length); }, text);
+        [&](char* buffer, int32_t* length) { return api.GetListAllStreams(session.client(), buffer, length); }, text);
     if (!listed) {
         const std::string error = session.errorText();
         if (error.find(kNoStreamsText) != std::string::npos) return {};

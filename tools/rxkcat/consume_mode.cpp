@@ -2,7 +2,7 @@
 // count (-c), the end of the shards (-e), or a stop signal.
 #include "catalogue.h"
 #include "modes.h"
-#include "record_limits.h"
+#include "shard_record.h"
 #include "stop_signal.h"
 
 #include <cerrno>
@@ -42,18 +42,12 @@ std::string currentUtcTimestamp() {
     return text;
 }
 
-// The record buffers that the library fills without a length: sized for the largest record.
-struct RecordBuffers {
-    std::vector<char> data = std::vector<char>(kMaxRecordBytes + 1, '\0');
-    std::vector<char> sequenceNumber = std::vector<char>(kSequenceNumberBytes, '\0');
-};
-
 // The reading state of one shard in the client, stopped on every path.
 class ShardReading {
 public:
     ShardReading(Session& session, const Options& options, std::string shard)
         : session_(session), api_(session.api()), stream_(options.stream), shard_(std::move(shard)),
-          position_(options.start), fetchLimit_(effectiveBatchSize(options)) {}
+          position_(options.start), fetchLimit_(effectiveBatchSize(options)), flags_(readFlags(options.raw)) {}
     ~ShardReading() {
         if (started_) api_.StopShardIterator(session_.client(), stream_.c_str(), shard_.c_str());
     }
@@ -70,17 +64,25 @@ public:
         begin(position_);
     }
 
-    // Hands out the next record into `buffers`: true with a record, false after an empty fetch.
-    bool next(RecordBuffers& buffers, int32_t& length) {
-        const int32_t result = api_.GetRecordFromIterator(session_.client(), stream_.c_str(), shard_.c_str(),
-                                                          buffers.sequenceNumber.data(), buffers.data.data(), &length);
+    bool ended() const { return ended_; }
+
+    // Hands out the next record into `record`: true with a record, false after an empty fetch
+    // or at the end of a closed shard.
+    bool next(ShardRecord& record) {
+        const int32_t result = record.readNext(session_, stream_, shard_, flags_);
         if (result == RXK_OK) {
             emptyFetches_ = 0;
-            restartPosition_ = {RXK_AFTER_SEQUENCE_NUMBER, buffers.sequenceNumber.data()};
+            // Restarts come only after empty fetches, when every user record of an aggregated
+            // record is out: after its sequence number is right for both.
+            restartPosition_ = {RXK_AFTER_SEQUENCE_NUMBER, record.info.sequenceNumber};
             return true;
         }
         if (result == RXK_NO_RECORD) {
             ++emptyFetches_;
+            return false;
+        }
+        if (result == RXK_SHARD_ENDED) {
+            ended_ = true;
             return false;
         }
         throw session_.failure("reading shard '" + shard_ + "' of stream '" + stream_ + "' failed");
@@ -106,7 +108,9 @@ private:
     StartPosition position_;
     StartPosition restartPosition_;
     int32_t fetchLimit_;
+    int32_t flags_;
     bool started_ = false;
+    bool ended_ = false;
     int emptyFetches_ = 0;
 };
 
@@ -169,23 +173,21 @@ private:
     }
 
     bool atEnd(const ShardReading& reading) const {
-        return options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesAtEnd;
+        return reading.ended() || (options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesAtEnd);
     }
 
     // Hands out the shard's records until a fetch comes back empty; false when output closed.
     bool drain(ShardReading& reading, bool& anyRecord) {
-        int32_t length = 0;
-        while (!stopRequested() && reading.next(buffers_, length)) {
+        while (!stopRequested() && reading.next(record_)) {
             anyRecord = true;
             ++consumed_;
             line_.clear();
-            options_.format.render({options_.stream, reading.shard(), buffers_.sequenceNumber.data(),
-                                    buffers_.data.data(), length},
-                                   line_);
+            options_.format.render(record_.view(options_.stream, reading.shard()), line_);
             if (!output_.write(line_)) return false;
             if (options_.recordLimit && consumed_ >= static_cast<uint64_t>(*options_.recordLimit)) return true;
         }
-        if (!options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesBeforeRestart) reading.restart();
+        if (!options_.exitAtEnd && !reading.ended() && reading.emptyFetchesInARow() >= kEmptyFetchesBeforeRestart)
+            reading.restart();
         return true;
     }
 
@@ -201,7 +203,7 @@ private:
     const Options& options_;
     Clock::time_point started_;
     std::vector<std::unique_ptr<ShardReading>> readings_;
-    RecordBuffers buffers_;
+    ShardRecord record_;
     RecordOutput output_;
     std::string line_;
     uint64_t consumed_ = 0;

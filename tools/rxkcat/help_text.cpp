@@ -30,7 +30,7 @@ Modes
                        rxkcat -C -s orders -o end
                        rxkcat -C -s orders -p shardId-000000000000 -c 10 \
                               -o after:49590338271490256608559692538361571095921575989136588898
-                       rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %S %s\n' -e
+                       rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %k %T %s\n' -e
   -G                 Get one record by its sequence number.
                        rxkcat -G -s orders -p shardId-000000000000 -q 49590338271490256608559692538361571095921575989136588898
   -N                 Create a stream (-n shards, default 1) and wait until it lists its shards.
@@ -88,18 +88,25 @@ Produce options (-P)
 Consume options (-C, -G)
   -o, --offset POS         Where to start: beginning (default), end, at:SEQ, after:SEQ, or
                            ts:2026-01-01T00:00:00Z (UTC, optional .fraction). at:/after: need -p.
-  -f, --format FMT         Output per record (default '%s\n'):
-                             %s data   %S data length in bytes   %o sequence number
-                             %p shard  %T stream                 %% a percent sign
-                           and the escapes of -D.
+  -f, --format FMT         Output per record (default '%s\n'), kcat's directives:
+                             %s data, byte for byte   %S data length   %o sequence number
+                             %k partition key         %K key length    %p shard
+                             %t stream                %T arrival time (ms since 1970, UTC)
+                             %% a percent sign; and the escapes of -D.
+  -J, --json               One JSON object per record and line: stream, shard, partitionKey,
+                           sequenceNumber, subSequenceNumber (aggregated records only),
+                           arrivalTime, data (a string when UTF-8, else base64 with
+                           "dataEncoding":"base64").
+                             rxkcat -C -s orders -e -J | jq -r .partitionKey
+  --raw                    Keep records aggregated by the Kinesis Producer Library whole;
+                           by default each user record comes out with its own key.
   -c, --count N            Stop after N records.
   -e, --exit               Exit when every shard has run dry (two empty fetches in a row);
                            without it, keep polling (pausing between empty fetches) until
                            SIGINT or SIGTERM.
   -b, --batch N            Records per fetch (default 10000).
   -q, --sequence SEQ       (-G) The sequence number of the record.
-  Records come out of the library as text cut at their first NUL byte: %s shows the bytes
-  before it, %S the full length. Binary records with NUL bytes don't survive %s.
+  Records come out whole, NUL bytes and all: with -f '%s\0' or -J binary data survives.
 
 Create options (-N)
   -n, --shards N           Number of shards (default 1).

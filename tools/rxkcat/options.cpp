@@ -24,9 +24,10 @@ enum LongOnly : int {
     kNoProgress,
     kNoWait,
     kQuiet,
+    kRaw,
 };
 
-constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:H:D:b:1o:f:c:eq:n:X:r:l:vhV";
+constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:H:D:b:1o:f:Jc:eq:n:X:r:l:vhV";
 
 const struct option kLongOptions[] = {
     {"list", no_argument, nullptr, 'L'},
@@ -44,6 +45,8 @@ const struct option kLongOptions[] = {
     {"single", no_argument, nullptr, '1'},
     {"offset", required_argument, nullptr, 'o'},
     {"format", required_argument, nullptr, 'f'},
+    {"json", no_argument, nullptr, 'J'},
+    {"raw", no_argument, nullptr, kRaw},
     {"count", required_argument, nullptr, 'c'},
     {"exit", no_argument, nullptr, 'e'},
     {"sequence", required_argument, nullptr, 'q'},
@@ -194,6 +197,8 @@ void applyOption(Options& options, int code, const char* argument) {
     case '1': options.singlePut = true; break;
     case 'o': options.start = parseStartPosition(argument); break;
     case 'f': options.format = RecordFormat::parse(argument); break;
+    case 'J': options.format = RecordFormat::json(); break;
+    case kRaw: options.raw = true; break;
     case 'c': options.recordLimit = parseWholeNumber(argument, code, 1, INT64_MAX); break;
     case 'e': options.exitAtEnd = true; break;
     case 'q': options.sequenceNumber = argument; break;

@@ -40,6 +40,7 @@ struct Options {
     // Consuming and reading.
     StartPosition start;
     RecordFormat format;
+    bool raw = false;  // --raw: aggregated records stay whole
     std::optional<int64_t> recordLimit;
     bool exitAtEnd = false;
     std::string sequenceNumber;
