@@ -55,6 +55,13 @@ row() {
 # A bad command line: status 2, the named mistake and the way to help on stderr, nothing on stdout.
 usage() { local named=$1; shift; row "bad command line: $named" 2 "" "$named|rxkcat --help" "" "$@"; }
 new_stream() { local name="rxkcat-$BASHPID-$RANDOM"; "$RXKCAT" -N -s "$name" -n "$1" >/dev/null 2>&1; echo "$name"; }
+# The data of every record of a shard, one per line, as the AWS CLI reads it: cli_data STREAM SHARD
+awscli() { aws --region us-east-1 --endpoint-url "$AWS_ENDPOINT_URL_KINESIS" kinesis "$@"; }
+cli_data() {
+  awscli get-records --limit 10000 --query 'Records[].Data' --output text --shard-iterator "$(awscli get-shard-iterator \
+    --stream-name "$1" --shard-id "$2" --shard-iterator-type TRIM_HORIZON --query ShardIterator --output text)" |
+    tr '\t' '\n' | grep . | while read -r data; do base64 -d <<<"$data"; echo; done
+}
 lines() { seq -f "$1-%g" "$2" | sed 's/$/\\n/' | tr -d '\n'; }  # "p-1\np-2\n..." as '%b' text
 
 listed=$(new_stream 3)
@@ -108,6 +115,19 @@ row "-J: one object per record" 0 '~"partitionKey":"key \"1\"","sequenceNumber":
 node -e 'for (const l of require("fs").readFileSync(process.argv[1], "utf8").split("\n").filter(Boolean)) { const r = JSON.parse(l);
   process.stdout.write(Buffer.from(r.data, r.dataEncoding === "base64" ? "base64" : "utf8")); process.stdout.write("<>"); }' "$work/out" >"$work/json-out"
 check "-J: data as text where UTF-8, else base64, exactly" "$(cmp "$work/json" "$work/json-out" && grep -c '"dataEncoding":"base64"' "$work/out")" 2
+
+# ---- producing keeps going: an oversized record sinking its batch, -c or -K ignored with -P
+perl -e 'for my $i (1 .. 1500) { print $i == 700 ? "x" x 1153433 : "line-$i", "\n" }' >"$work/oversized"
+s=$(new_stream 1)
+row "an oversized record is skipped by its line number" 3 "" "line 700 skipped: 1153433 bytes exceed the record limit of 1048576 bytes|1499 records sent|1 records over 1048576 bytes skipped" "@$work/oversized" -P -s "$s"
+check "every other line arrived (AWS CLI)" "$(cli_data "$s" shardId-000000000000 | wc -l)" 1499
+s=$(new_stream 1)
+row "-c limits producing" 0 "" "3 records sent" "$(lines c 10)" -P -s "$s" -c 3
+row "-c: the first three arrived" 0 "c-1\nc-2\nc-3\n" "" "" -C -s "$s" -e
+s=$(new_stream 1)
+row "-K takes each line's key" 0 "" "3 records sent" "k1:v1\nk2:v:2\nno key\n" -P -s "$s" -K : -k fallback
+row "-K prints key, delimiter, data" 0 "k1:v1\nk2:v:2\nfallback:no key\n" "" "" -C -s "$s" -e -K :
+usage "--max-record-bytes" -P -s x --max-record-bytes 10485761
 
 # ---- keys: the partition key or hash key of the command line not reaching the records
 s=$(new_stream 4)

@@ -79,6 +79,12 @@ Produce options (-P)
                            maxputrow and maxputlen limits also end a batch). A partial batch
                            goes out when the input pauses for half a second.
   -1, --single             One PutRecord per record instead of batches.
+  -K, --key-delimiter DELIM  Each record is KEY DELIM DATA, as in kcat (a record without DELIM
+                           is all data, under -k or a random key); with -C, print records so.
+                             printf 'user-1:login\nuser-2:logout\n' | rxkcat -P -s orders -K :
+  -c, --count N            Send at most N records, then stop reading.
+  --max-record-bytes N     Records over N bytes (default 1048576, the service's limit; up to
+                           10485760 for a raised stream) are reported by line and skipped.
   --progress               The live progress line even when standard error is not a terminal
                            (by default it shows on a terminal only); --no-progress: never.
   Failed records are reported one by one with the library's error text; the summary on
@@ -117,7 +123,8 @@ Exit status
   1  failure: the library or the service failed (its error text is shown), or input/output
      failed; records not yet sent were not sent
   2  usage error: a wrong flag or value, or only one of the two keys
-  3  partial failure: the requests went through but some records were refused
+  3  partial failure: the requests went through but some records were refused or skipped
+     for their size
 
 Environment
   AWS_REGION, AWS_DEFAULT_REGION, AWS_PROFILE, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,

@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include "escapes.h"
+#include "record_limits.h"
 #include "tool_error.h"
 
 #include <getopt.h>
@@ -25,9 +26,10 @@ enum LongOnly : int {
     kNoWait,
     kQuiet,
     kRaw,
+    kMaxRecord,
 };
 
-constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:H:D:b:1o:f:Jc:eq:n:X:r:l:vhV";
+constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:K:H:D:b:1o:f:Jc:eq:n:X:r:l:vhV";
 
 const struct option kLongOptions[] = {
     {"list", no_argument, nullptr, 'L'},
@@ -39,6 +41,8 @@ const struct option kLongOptions[] = {
     {"stream", required_argument, nullptr, 's'},
     {"shard", required_argument, nullptr, 'p'},
     {"key", required_argument, nullptr, 'k'},
+    {"key-delimiter", required_argument, nullptr, 'K'},
+    {"max-record-bytes", required_argument, nullptr, kMaxRecord},
     {"hash-key", required_argument, nullptr, 'H'},
     {"delimiter", required_argument, nullptr, 'D'},
     {"batch", required_argument, nullptr, 'b'},
@@ -188,6 +192,13 @@ void applyOption(Options& options, int code, const char* argument) {
     case 's': options.stream = argument; break;
     case 'p': options.shard = argument; break;
     case 'k': options.partitionKey = std::string(argument); break;
+    case 'K':
+        options.keyDelimiter = decodeEscapes(argument, flagName(code));
+        if (options.keyDelimiter->empty()) throw UsageError(flagName(code) + " needs at least one byte");
+        break;
+    case kMaxRecord:
+        options.maxRecordBytes = static_cast<size_t>(parseWholeNumber(argument, code, 1, kMaxRecordBytes));
+        break;
     case 'H': options.explicitHashKey = std::string(argument); break;
     case 'D':
         options.inputDelimiter = decodeEscapes(argument, flagName(code));
@@ -196,8 +207,14 @@ void applyOption(Options& options, int code, const char* argument) {
     case 'b': options.batchSize = static_cast<int>(parseWholeNumber(argument, code, 1, kMaxFetchLimit)); break;
     case '1': options.singlePut = true; break;
     case 'o': options.start = parseStartPosition(argument); break;
-    case 'f': options.format = RecordFormat::parse(argument); break;
-    case 'J': options.format = RecordFormat::json(); break;
+    case 'f':
+        options.format = RecordFormat::parse(argument);
+        options.formatGiven = true;
+        break;
+    case 'J':
+        options.format = RecordFormat::json();
+        options.formatGiven = true;
+        break;
     case kRaw: options.raw = true; break;
     case 'c': options.recordLimit = parseWholeNumber(argument, code, 1, INT64_MAX); break;
     case 'e': options.exitAtEnd = true; break;
@@ -313,6 +330,8 @@ Options parseCommandLine(int argc, char** argv) {
     // The service requires a partition key even where an explicit hash key decides the shard.
     if (options.explicitHashKey && !options.partitionKey) options.partitionKey = options.explicitHashKey;
     if (options.mode == Mode::Help || options.mode == Mode::Version) return options;
+    // kcat's -K on the consuming side: the key, the delimiter, then the data.
+    if (options.keyDelimiter && !options.formatGiven) options.format = RecordFormat::keyed(*options.keyDelimiter);
     checkModeArguments(options, operands);
     fillFromEnvironment(options);
     checkClientSettings(options);

@@ -65,6 +65,10 @@ RecordFormat RecordFormat::parse(const std::string& format) {
 
 RecordFormat RecordFormat::json() { return RecordFormat({{Field::Json, {}}}); }
 
+RecordFormat RecordFormat::keyed(const std::string& keyDelimiter) {
+    return RecordFormat({{Field::Key, {}}, {Field::Literal, keyDelimiter}, {Field::Data, {}}, {Field::Literal, "\n"}});
+}
+
 void RecordFormat::render(const RecordView& record, std::string& out) const {
     for (const Piece& piece : pieces_) {
         switch (piece.field) {

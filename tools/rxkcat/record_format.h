@@ -27,6 +27,8 @@ public:
     static RecordFormat parse(const std::string& format);
     // -J: one JSON object per line.
     static RecordFormat json();
+    // -K without -f: the key, the delimiter, the data, a newline.
+    static RecordFormat keyed(const std::string& keyDelimiter);
 
     // Appends the rendered record to `out`.
     void render(const RecordView& record, std::string& out) const;
