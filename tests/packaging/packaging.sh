@@ -15,7 +15,7 @@ cmake --install "$build" --prefix "$usr" >/dev/null || check "cmake --install" f
 expected="bin/rxkcat |include/rxkinesis.h |include/rxkinesis_exceptions.h |lib/cmake/rxkinesis/rxkinesisConfig.cmake \
 |lib/cmake/rxkinesis/rxkinesisConfigVersion.cmake |lib/cmake/rxkinesis/rxkinesisTargets-relwithdebinfo.cmake \
 |lib/cmake/rxkinesis/rxkinesisTargets.cmake |lib/librxkinesis.so librxkinesis.so.$major|lib/librxkinesis.so.$major librxkinesis.so.$version\
-|lib/librxkinesis.so.$version |lib/pkgconfig/rxkinesis.pc |share/man/man1/rxkcat.1.gz "
+|lib/librxkinesis.so.$version |lib/pkgconfig/rxkinesis.pc |share/bash-completion/completions/rxkcat |share/man/man1/rxkcat.1.gz "
 [ -x "$build/tools/rxkfault/rxkfault" ] && expected+="|bin/rxkfault |share/man/man1/rxkfault.1.gz "
 [ -f "$src/LICENSE" ] && expected+="|share/doc/rxkinesis/copyright "
 check "installed files" "$(files "$usr")" "$(tr '|' '\n' <<<"$expected" | sort)"
@@ -61,6 +61,7 @@ check "shlibs entry and ldconfig trigger" "$(grep -c "^librxkinesis $major rxkin
 check "apt would install it" "$(apt-get install -s "$deb" 2>&1 | grep -o '^Inst rxkinesis')" "Inst rxkinesis"
 
 # ---- the man page: formats cleanly, documents every option of the help and explains every exit status
+check "bash completes rxkcat's flags" "$(bash -c "source '$usr/share/bash-completion/completions/rxkcat'; COMP_WORDS=(rxkcat --ra); COMP_CWORD=1; _rxkcat; echo \${COMPREPLY[*]}")" --raw
 check "man page formats without warnings" "$(groff -man -ww -z "$src/tools/rxkcat/rxkcat.1" 2>&1)" ""
 options() { grep -oE '(^|[^a-z0-9\\-])(\\?-){1,2}[a-zA-Z0-9][a-z-]*' | grep -oE '\-+[a-zA-Z0-9][a-z-]*$' | sort -u; }
 check "options in --help missing from the man page" "$(comm -23 <("$build/tools/rxkcat/rxkcat" --help | options) <(sed 's/\\-/-/g' "$src/tools/rxkcat/rxkcat.1" | options))" ""

@@ -179,7 +179,7 @@ usage "-c/--count" -C -s x -c ten; usage "-n/--shards" -N -s x -n -1; usage "-o/
 usage "needs -p SHARD" -C -s x -o at:12; usage "-o ts:" -C -s x -o 'ts:2026-01-01 00:00:00'; usage "-f: unknown directive '%q'" -C -s x -f %q
 usage "-D/--delimiter: unknown escape '\\q'" -P -s x -D '\q'; usage "-D/--delimiter needs at least one byte" -P -s x -D ''
 usage "-G needs a sequence number: add -q SEQ" -G -s x -p shardId-000000000000; usage "-X/--set needs key=value" -L -X retry
-usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X delimiter needs at least one byte" -L -X delimiter=
+usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X retry needs a whole number, got 'abc'" -L -X retry=abc; usage "-X delimiter needs at least one byte" -L -X delimiter=
 AWS_REGION= AWS_DEFAULT_REGION= row "no region with keys given" 2 "" "-r REGION" "" -L --access-key a --secret-key b
 row "an access key without its secret" 2 "" "--access-key and --secret-key go together" "" -L --access-key a
 row "--help shows every mode with an example, the exit statuses and the NUL cut" 0 "*" "" "" --help
@@ -195,7 +195,8 @@ row "probe: the fault as std::exception" 0 "~delivered std::exception [SE_Except
 row "probe: the fault as SE_Exception" 0 "~delivered SE_Exception [SE_Exception: Access Violation] code 0xC0000005" "" "" -Z exception
 row "probe: no scenario" 0 "~last error text: id:0 KinesisEnv::dummy [nothing]" "" "" -Z nothing
 row "quiet without -v" 0 "*" "" "" -L -s "$s"; check "nothing on stderr without -v" "$(cat "$work/err")" ""
-row "-vv adds the trace" 0 "*" "rxkinesis trace: rxKinesis::GetData" "" -L -s "$s" -vv
+row "-vv adds the trace, the secret masked" 0 "*" "rxkinesis trace: rxKinesis::GetData" "" -L -s "$s" -vv
+check "-vv shows no secret" "$(grep -c rxkcat-secret "$work/err")" 0
 row "-v shows the log" 1 "" "rxkinesis: id:0 KinesisEnv::getListShardOrShardDetails" "" -L -s rxkcat-missing -v
 check "-v alone shows no trace" "$(grep -c 'rxkinesis trace:' "$work/err")" 0
 
@@ -205,14 +206,14 @@ s=$(new_stream 1); printf 'old-1\nold-2\n' | "$RXKCAT" -P -s "$s" 2>/dev/null
 "$RXKCAT" -C -s "$s" >"$work/out" 2>"$work/err" & follower=$!
 wait_for "$work/out" old-2; printf 'new-1\n' | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/out" new-1
 kill -TERM $follower; wait $follower; status=$?
-check "SIGTERM ends a follower with 0, having printed the new record" "$status $(tr '\n' ' ' <"$work/out")" "0 old-1 old-2 new-1 "
+check "SIGTERM ends a follower with 143, having printed the new record" "$status $(tr '\n' ' ' <"$work/out")" "143 old-1 old-2 new-1 "
 check "the follower's summary" "$(grep -c '3 records consumed.*stopped by a signal\|stopped by a signal.*3 records consumed' "$work/err")" 1
 s=$(new_stream 1); mkfifo "$work/fifo"
 "$RXKCAT" -P -s "$s" -b 1 --progress <"$work/fifo" >/dev/null 2>"$work/err" & producer=$!
 exec 4>"$work/fifo"; echo first >&4
 for _ in $(seq 100); do [ "$("$RXKCAT" -C -s "$s" -e 2>/dev/null)" = first ] && break; sleep 0.1; done
 sleep 0.3; echo second >&4; sleep 0.5; kill -INT $producer; wait $producer; status=$?; exec 4>&-
-check "SIGINT ends a producer with 0 after sending what it read" "$status $(grep -c '2 records sent' "$work/err") $(grep -c 'stopped by a signal' "$work/err")" "0 1 1"
+check "SIGINT ends a producer with 130 after sending what it read" "$status $(grep -c '2 records sent' "$work/err") $(grep -c 'stopped by a signal' "$work/err")" "130 1 1"
 check "--progress shows the progress line" "$(grep -c $'\rrxkcat: ' "$work/err")" 1
 check "what the interrupted producer sent" "$("$RXKCAT" -C -s "$s" -e 2>/dev/null | tr '\n' ' ')" "first second "
 row "no progress line when stderr is no terminal" 0 "" "" "one\ntwo\n" -P -s "$s" -b 1

@@ -5,6 +5,7 @@
 #include "tool_error.h"
 
 #include <getopt.h>
+#include <strings.h>
 
 #include <cctype>
 #include <cerrno>
@@ -152,11 +153,28 @@ StartPosition parseStartPosition(const std::string& text) {
     return position;
 }
 
+// The library reads numbers like atoi ("abc" is 0, which for retry means 1000 attempts): a
+// value its key can't take is refused here, naming the key.
+constexpr const char* kNumericParameters[] = {"retry", "retryattemptshow", "maxputrow", "maxputlen"};
+
+void checkParameterValue(const std::string& key, const std::string& value) {
+    for (const char* numeric : kNumericParameters) {
+        if (strcasecmp(key.c_str(), numeric) != 0) continue;
+        errno = 0;
+        char* end = nullptr;
+        const long long number = std::strtoll(value.c_str(), &end, 10);
+        if (value.empty() || errno != 0 || *end != '\0' || number < INT32_MIN || number > INT32_MAX)
+            throw UsageError("-X " + key + " needs a whole number, got '" + value + "'");
+    }
+}
+
 std::pair<std::string, std::string> parseParameter(const std::string& text) {
     const size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
         throw UsageError("-X/--set needs key=value (e.g. -X retry=3), got '" + text + "'");
-    return {text.substr(0, equals), text.substr(equals + 1)};
+    std::pair<std::string, std::string> parameter{text.substr(0, equals), text.substr(equals + 1)};
+    checkParameterValue(parameter.first, parameter.second);
+    return parameter;
 }
 
 void setMode(Options& options, Mode mode, int code) {

@@ -10,7 +10,12 @@ namespace {
 
 volatile sig_atomic_t stopFlag = 0;
 
-void onStopSignal(int) { stopFlag = 1; }
+volatile sig_atomic_t stopSignalNumber = 0;
+
+void onStopSignal(int number) {
+    stopSignalNumber = number;
+    stopFlag = 1;
+}
 
 constexpr std::chrono::milliseconds kPauseSlice{20};
 
@@ -29,6 +34,8 @@ void installStopSignals() {
 }
 
 bool stopRequested() { return stopFlag != 0; }
+
+int stoppedRunStatus() { return stopFlag != 0 ? 128 + stopSignalNumber : 0; }
 
 void pauseUnlessStopped(std::chrono::milliseconds duration) {
     while (duration.count() > 0 && !stopRequested()) {

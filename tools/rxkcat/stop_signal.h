@@ -8,6 +8,9 @@ namespace rxkcat {
 
 void installStopSignals();
 bool stopRequested();
+// The exit status of a run a signal stopped: 128 + the signal's number (130 SIGINT, 143 SIGTERM);
+// 0 when none came.
+int stoppedRunStatus();
 
 // Sleeps for `duration`, waking early when a stop is requested.
 void pauseUnlessStopped(std::chrono::milliseconds duration);
