@@ -208,6 +208,22 @@ wait_for "$work/out" old-2; printf 'new-1\n' | "$RXKCAT" -P -s "$s" 2>/dev/null;
 kill -TERM $follower; wait $follower; status=$?
 check "SIGTERM ends a follower with 143, having printed the new record" "$status $(tr '\n' ' ' <"$work/out")" "143 old-1 old-2 new-1 "
 check "the follower's summary" "$(grep -c '3 records consumed.*stopped by a signal\|stopped by a signal.*3 records consumed' "$work/err")" 1
+# Following across a split and a merge: the children read after their parents, nothing lost or
+# repeated; the AWS CLI reads the same records from the five shards.
+active() { for _ in $(seq 100); do [ "$(awscli describe-stream --stream-name "$1" --query StreamDescription.StreamStatus --output text)" = ACTIVE ] && return; sleep 0.1; done; }
+s=$(new_stream 2)
+"$RXKCAT" -C -s "$s" -f '%p %s\n' >"$work/follow" 2>"$work/err" & follower=$!
+printf "$(lines a 20)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" a-20
+awscli split-shard --stream-name "$s" --shard-to-split shardId-000000000000 --new-starting-hash-key 85070591730234615865843651857942052864; active "$s"
+printf "$(lines b 30)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" b-30
+awscli merge-shards --stream-name "$s" --shard-to-merge shardId-000000000002 --adjacent-shard-to-merge shardId-000000000003; active "$s"
+printf "$(lines c 30)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" c-30
+for _ in $(seq 50); do [ "$(wc -l <"$work/follow")" -ge 80 ] && break; sleep 0.1; done; sleep 0.5
+kill -INT $follower; wait $follower
+want=$( (seq -f a-%g 20; seq -f b-%g 30; seq -f c-%g 30) | sort)
+check "following a split and a merge: each record once" "$(cut -d' ' -f2 "$work/follow" | sort)" "$want"
+check "the AWS CLI reads the same records" "$(for i in 0 1 2 3 4; do cli_data "$s" shardId-00000000000$i; done | sort)" "$want"
+check "children after their parents" "$(awk '$1 ~ /-00000000000[234]$/ { child = 1 } $1 ~ /-000000000000$/ && child { print "parent after child: " $0 }' "$work/follow")" ""
 s=$(new_stream 1); mkfifo "$work/fifo"
 "$RXKCAT" -P -s "$s" -b 1 --progress <"$work/fifo" >/dev/null 2>"$work/err" & producer=$!
 exec 4>"$work/fifo"; echo first >&4

@@ -25,7 +25,9 @@ Modes
                        printf 'a\0b\0' | rxkcat -P -s orders -D '\0'
                        echo hello | rxkcat -P -s orders -1
   -C                 Consume: records of every shard of a stream (or one shard with -p),
-                     printed by the -f format. Without -e or -c it follows the stream.
+                     printed by the -f format. Without -e or -c it follows the stream, and
+                     its resharding: when a shard ends, its children are read from their
+                     start, after their parents; new shards are picked up as they appear.
                        rxkcat -C -s orders -e
                        rxkcat -C -s orders -o end
                        rxkcat -C -s orders -p shardId-000000000000 -c 10 \
