@@ -50,7 +50,7 @@ check "the reading extension is declared and exported" "$(exported "$RXK_LIBRARY
 cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/deb" >"$work/cpack.log" 2>&1 || cat "$work/cpack.log"
 deb=$work/deb/rxkinesis_${version}_amd64.deb
 check "package fields" "$(dpkg-deb -f "$deb" Package Version Section Architecture | tr '\n' ' ')" "Package: rxkinesis Version: $version Section: libs Architecture: amd64 "
-check "Depends covers what the library links" "$(for p in libc6 libstdc++6 libcurl4 libssl3 libsimdjson14; do dpkg-deb -f "$deb" Depends | grep -qw "$p" || echo "$p"; done)" ""
+check "Depends covers what the library links" "$(for p in libc6 libstdc++6 libcurl4 libssl3 libsimdjson14 libprotobuf-c1; do dpkg-deb -f "$deb" Depends | grep -qw "$p" || echo "$p"; done)" ""
 dpkg-deb -x "$deb" "$work/root"; dpkg-deb -e "$deb" "$work/control"
 check "packaged files are the install layout under /usr" "$(files "$work/root" | sed 's/-relwithdebinfo\|-release\|-none//')" \
   "$(files "$usr" | sed 's/-relwithdebinfo\|-release\|-none//; s|^|usr/|')"

@@ -129,6 +129,28 @@ row "-K takes each line's key" 0 "" "3 records sent" "k1:v1\nk2:v:2\nno key\n" -
 row "-K prints key, delimiter, data" 0 "k1:v1\nk2:v:2\nfallback:no key\n" "" "" -C -s "$s" -e -K :
 usage "--max-record-bytes" -P -s x --max-record-bytes 10485761
 
+# ---- records aggregated by the KPL, made by aws-kinesis-agg: each user record exactly, --raw whole, a broken one whole
+export NODE_PATH=$RXK_SOURCE_DIR/node_modules${NODE_PATH:+:$NODE_PATH}
+if node -e 'require("aws-kinesis-agg")' 2>/dev/null; then
+  s=$(new_stream 1)
+  node -e 'const fs = require("fs"), all = Buffer.from([...Array(256).keys()]);
+    require("aws-kinesis-agg").aggregate([{partitionKey: "pk-a", data: Buffer.from("alpha")}, {partitionKey: "pk-b", data: all},
+      {partitionKey: "pk-a", data: Buffer.from("gamma")}], (r, done) => { fs.writeFileSync(process.argv[1], r.data); done(); }, () => {},
+      (e) => { console.error(e); process.exit(1); });' "$work/agg"
+  head -c 300 "$work/agg" >"$work/agg-broken"
+  for file in agg agg-broken; do awscli put-record --stream-name "$s" --partition-key pk-a --data "fileb://$work/$file" >/dev/null; done
+  row "KPL: user records as JSON" 0 "*" "" "" -C -s "$s" -e -J
+  check "KPL: keys, sub-sequence numbers and bytes exact; a broken record whole" "$(node -e 'const fs = require("fs");
+    const got = fs.readFileSync(process.argv[1], "utf8").trim().split("\n").map(JSON.parse).map((r) => [r.partitionKey, r.subSequenceNumber,
+      Buffer.from(r.data, r.dataEncoding === "base64" ? "base64" : "utf8").toString("hex")].join(" "));
+    const want = [["pk-a", 0, "alpha"], ["pk-b", 1, Buffer.from([...Array(256).keys()])], ["pk-a", 2, "gamma"], ["pk-a", undefined, fs.readFileSync(process.argv[2])]]
+      .map(([k, n, d]) => [k, n, Buffer.from(d).toString("hex")].join(" "));
+    console.log(JSON.stringify(got) === JSON.stringify(want) ? "same" : JSON.stringify(got));' "$work/out" "$work/agg-broken")" same
+  row "KPL: --raw keeps them whole" 0 "$(wc -c <"$work/agg") pk-a\n300 pk-a\n" "" "" -C -s "$s" -e --raw -f '%S %k\n'
+else
+  echo "NOT RUN: the KPL rows (no aws-kinesis-agg in node_modules: npm ci)"
+fi
+
 # ---- keys: the partition key or hash key of the command line not reaching the records
 s=$(new_stream 4)
 row "one partition key: produced" 0 "" "" "$(lines keyed 60)" -P -s "$s" -k customer-42
