@@ -128,7 +128,7 @@ Exit status
   3  partial failure: the requests went through but some records were refused or skipped
      for their size
   130, 143  stopped by SIGINT, SIGTERM: what was in flight was finished and the summary
-     printed; a second signal ends rxkcat at once
+     printed; a second signal, or a request still hanging 5 s later, ends rxkcat at once
 
 Environment
   AWS_REGION, AWS_DEFAULT_REGION, AWS_PROFILE, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,

@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -12,9 +13,20 @@ volatile sig_atomic_t stopFlag = 0;
 
 volatile sig_atomic_t stopSignalNumber = 0;
 
+// A request that hangs in the SDK can't see the flag: past this grace the run ends anyway.
+constexpr unsigned kStopGraceSeconds = 5;
+
 void onStopSignal(int number) {
     stopSignalNumber = number;
     stopFlag = 1;
+    alarm(kStopGraceSeconds);
+}
+
+void onStopGraceOver(int) {
+    static const char message[] = "rxkcat: stopped: a request did not finish in time\n";
+    const ssize_t ignored = write(STDERR_FILENO, message, sizeof message - 1);
+    (void)ignored;
+    _exit(128 + stopSignalNumber);
 }
 
 constexpr std::chrono::milliseconds kPauseSlice{20};
@@ -30,6 +42,10 @@ void installStopSignals() {
     action.sa_flags = SA_RESETHAND;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction grace {};
+    grace.sa_handler = onStopGraceOver;
+    sigemptyset(&grace.sa_mask);
+    sigaction(SIGALRM, &grace, nullptr);
     signal(SIGPIPE, SIG_IGN);
 }
 

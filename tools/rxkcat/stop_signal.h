@@ -1,5 +1,5 @@
 // SIGINT and SIGTERM ask a long run to stop at the next record or pause; a second one ends the
-// process at once. SIGPIPE is ignored: a closed output shows up as a write error instead.
+// process at once, and so does a request still hanging 5 s after the first. SIGPIPE is ignored: a closed output shows up as a write error instead.
 #pragma once
 
 #include <chrono>
