@@ -32,10 +32,12 @@ void fillInfo(ShardRecordInfo* info, const Aws::Kinesis::Model::Record& record, 
 }  // namespace
 
 // Expands the record at the cursor once, on first sight; a record that isn't aggregated (or
-// isn't intact) leaves `expanded` empty and goes out whole.
+// isn't intact) leaves `expanded` empty and goes out whole. GetRecordFromIterator moves the
+// cursor without looking at `expanded`, hence the cursor it belongs to.
 void Consumer::expandAtCursor(ShardIteratorData& reading) {
-    if (!reading.expanded.empty()) return;
+    if (!reading.expanded.empty() && reading.expandedCursor == reading.cursor) return;
     reading.expandedNext = 0;
+    reading.expandedCursor = reading.cursor;
     expandAggregatedRecord(reading.records()[reading.cursor].GetData(), &reading.expanded);
 }
 
@@ -57,7 +59,10 @@ int32_t Consumer::readShardRecord(const char* stream, const char* shard, void* d
         }
     }
     const Aws::Kinesis::Model::Record& record = reading->records()[reading->cursor];
-    if ((flags & RXK_READ_EXPAND_AGGREGATED) != 0) expandAtCursor(*reading);
+    if ((flags & RXK_READ_EXPAND_AGGREGATED) != 0)
+        expandAtCursor(*reading);
+    else
+        reading->expanded.clear();
     const bool whole = reading->expanded.empty();
     const AggregatedUserRecord* user = whole ? nullptr : &reading->expanded[reading->expandedNext];
     const HandedOutRecord out =

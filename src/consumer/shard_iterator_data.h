@@ -43,6 +43,7 @@ struct ShardIteratorData {
     // and the next one to hand out. Empty when the record at `cursor` is handed out whole.
     Aws::Vector<AggregatedUserRecord> expanded;
     std::size_t expandedNext = 0;
+    int32_t expandedCursor = -1;  // the record `expanded` came from
 
     bool matches(const char* stream, const char* shard) const;
     const Aws::Vector<Aws::Kinesis::Model::Record>& records() const { return recordsOutcome.GetResult().GetRecords(); }
