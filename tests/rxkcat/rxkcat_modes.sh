@@ -278,6 +278,9 @@ if [ -x "$fault_binary" ]; then
     fault "{\"rules\":[{\"operation\":\"ListStreams\",\"answer\":{\"streams_page\":{\"names\":[\"$(echo $names | sed 's/ /","/g')\"],\"has_more\":false}}}]}"
     row "a listing of $count streams comes whole" 0 "$(printf '%s\\n' $names)" "" "" -L --endpoint "$fault_endpoint"
   done
+  fault '{"rules":[{"operation":"ListStreams","answer":{"builtin":true,"delay_ms":60000}}]}'
+  "$RXKCAT" -L --endpoint "$fault_endpoint" >/dev/null 2>"$work/err" & hung=$!; sleep 1; kill -INT $hung; wait $hung; status=$?
+  check "SIGINT during a hung request: 130" "$status" 130
   fault '{"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":[],"has_more":false}}}]}'
   row "an account without streams lists nothing" 0 "" "" "" -L --endpoint "$fault_endpoint"
 else

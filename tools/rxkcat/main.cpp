@@ -60,7 +60,7 @@ int run(int argc, char** argv) {
         return kExitUsage;
     } catch (const ToolError& error) {
         printError(error.what());
-        return error.status();
+        return stopRequested() ? stoppedRunStatus() : error.status();
     } catch (SE_Exception& fault) {
         const char* name = library && library->seExceptionWhat ? library->seExceptionWhat(&fault) : "SE_Exception";
         std::fprintf(stderr, "rxkcat: the library raised %s (code 0x%08X)\n", name, fault.code);
