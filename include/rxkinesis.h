@@ -282,6 +282,55 @@ RXK_API int32_t GetShardDetails(int32_t id, const char* streamName, const char* 
 /* Asks the service to create a stream; does not wait for it to become active. Returns 0 or -1. */
 RXK_API int32_t CreateStream(int32_t id, const char* stream, int32_t shardCount);
 
+/* ---- Reading extension ----------------------------------------------------------------
+ * Exports added beside the ones above, which keep their behaviour exactly. They share the
+ * reading states of Shard reading: a pair started with StartShardIterator may be read with
+ * GetRecordFromIterator or ReadShardRecord, record after record. */
+
+/* Outcomes of ReadShardRecord beside RXK_OK, RXK_NO_RECORD and RXK_NO_ITERATOR. */
+#define RXK_SHARD_ENDED 4      /* the shard is closed and each of its records was handed out */
+#define RXK_NEEDS_ROOM 5       /* the record is larger than the buffer: *length says how large */
+
+#define RXK_PARTITION_KEY_BYTES 257   /* partition keys have at most 256 characters + NUL */
+
+/* Flags of ReadShardRecord. */
+#define RXK_READ_EXPAND_AGGREGATED 1  /* hand out the user records of a KPL-aggregated record */
+
+/* What ReadShardRecord tells about a record beside its bytes. */
+typedef struct ShardRecordInfo {
+    char sequenceNumber[RXK_POLL_SEQUENCE_BYTES];
+    char partitionKey[RXK_PARTITION_KEY_BYTES];
+    int64_t arrivalMillis;      /* approximate arrival time, milliseconds since 1970 (UTC) */
+    int64_t subSequenceNumber;  /* a user record's index in its aggregated record, else -1 */
+} ShardRecordInfo;
+
+/* Hands out the next record of a reading as counted bytes, fetching a batch when the current
+ * one is used up, like GetRecordFromIterator. data (capacity bytes; may be NULL when capacity
+ * is 0) receives the record's bytes, NUL bytes included, without a terminator; *length their
+ * count. info (may be NULL) receives the record's sequence number, partition key, arrival
+ * time and sub-sequence number. With RXK_READ_EXPAND_AGGREGATED in flags, a record in the
+ * KPL aggregation format (magic, protobuf, MD5 check) is handed out as its user records, one
+ * per call, each with its own partition key and the record's sequence number; a record that
+ * fails the check is handed out whole. Without the flag every record comes out whole.
+ * Returns 0 (a record), 2 (empty batch), RXK_SHARD_ENDED (the shard is closed and read to
+ * its end: no further fetch is made), RXK_NEEDS_ROOM (nothing handed out; *length is the size
+ * the record needs; the next call hands out the same record), -4 (no reading state) or -1
+ * (bad id, freed client, NULL stream, shard or length, negative capacity, NULL data with
+ * capacity above 0). */
+RXK_API int32_t ReadShardRecord(int32_t id, const char* stream, const char* shard, void* data,
+                                int32_t capacity, int32_t* length, ShardRecordInfo* info,
+                                int32_t flags);
+
+/* GetListStreams over every page: follows HasMoreStreams until the service has named each
+ * stream. Buffer, lenBuffer, the global delimiter and the results as for GetData. */
+RXK_API int32_t GetListAllStreams(int32_t id, char* buffer, int32_t* lenBuffer);
+
+/* The parents of each shard of a stream, for readers that follow resharding: for every shard
+ * "id,parent,adjacentParent" (an empty field where the shard has none), in the order of the
+ * service, separated by the global delimiter. Buffer, lenBuffer and the results as for
+ * GetData. */
+RXK_API int32_t GetShardLineage(int32_t id, const char* streamName, char* buffer, int32_t* lenBuffer);
+
 /* ---- Exception probe ------------------------------------------------------------------- */
 
 /* Tries out how exceptions leave the library: kind is one of "exception", "exception2" ...

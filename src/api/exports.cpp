@@ -138,6 +138,15 @@ constexpr ExportWords GetRecord{"rxKinesis::GetRecord bad param id %d",
 constexpr ExportWords GetData{"rxKinesis::GetData bad param id %d",
                               "rxKinesis::GetData id %d  is NULL",
                               "rxKinesis::GetData id:%d  lenBuffer:%d", kGlobal};
+constexpr ExportWords ReadShardRecord{"rxKinesis::ReadShardRecord bad param id %d",
+                                      "rxKinesis::ReadShardRecord id %d  is NULL",
+                                      "rxKinesis::ReadShardRecord id:%d  length:%d result:%d", kGlobal};
+constexpr ExportWords GetListAllStreams{"rxKinesis::GetListAllStreams bad param id %d",
+                                        "rxKinesis::GetListAllStreams id %d  is NULL",
+                                        "rxKinesis::GetListAllStreams id:%d  lenBuffer:%d", kGlobal};
+constexpr ExportWords GetShardLineage{"rxKinesis::GetShardLineage bad param id %d",
+                                      "rxKinesis::GetShardLineage id %d  is NULL",
+                                      "rxKinesis::GetShardLineage id:%d  lenBuffer:%d", kGlobal};
 constexpr ExportWords CreateStream{"rxKinesis::CreateStream bad param id %d",
                                    "rxKinesis::CreateStream id %d  is NULL",
                                    "rxKinesis::CreateStream id:%d", kGlobal};
@@ -445,6 +454,38 @@ int32_t CreateStream(int32_t id, const char* stream, int32_t shardCount) {
         words::CreateStream, id, stream != nullptr,
         [&](KinesisEnv& client) { return client.createStream(stream, shardCount); },
         [&](ExportMessage& line, const char* format, int32_t) { return line.format(format, id); });
+}
+
+// ---- Reading extension -----------------------------------------------------------------
+
+int32_t ReadShardRecord(int32_t id, const char* stream, const char* shard, void* data, int32_t capacity,
+                        int32_t* length, ShardRecordInfo* info, int32_t flags) {
+    return callFrame(
+        words::ReadShardRecord, id,
+        stream != nullptr && shard != nullptr && length != nullptr && capacity >= 0 &&
+            (data != nullptr || capacity == 0),
+        [&](KinesisEnv& client) {
+            return client.readShardRecord(stream, shard, data, capacity, length, info, flags);
+        },
+        [&](ExportMessage& line, const char* format, int32_t result) {
+            return line.format(format, id, *length, result);
+        });
+}
+
+int32_t GetListAllStreams(int32_t id, char* buffer, int32_t* lenBuffer) {
+    return callFrame(
+        words::GetListAllStreams, id, buffer != nullptr && lenBuffer != nullptr,
+        [&](KinesisEnv& client) { return client.getListAllStreams(buffer, lenBuffer, rxk::globalDelimiter()); },
+        [&](ExportMessage& line, const char* format, int32_t) { return line.format(format, id, *lenBuffer); });
+}
+
+int32_t GetShardLineage(int32_t id, const char* streamName, char* buffer, int32_t* lenBuffer) {
+    return callFrame(
+        words::GetShardLineage, id, streamName != nullptr && buffer != nullptr && lenBuffer != nullptr,
+        [&](KinesisEnv& client) {
+            return client.getShardLineage(streamName, buffer, lenBuffer, rxk::globalDelimiter());
+        },
+        [&](ExportMessage& line, const char* format, int32_t) { return line.format(format, id, *lenBuffer); });
 }
 
 // ---- Exception probe --------------------------------------------------------------------

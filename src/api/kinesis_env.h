@@ -73,6 +73,10 @@ public:
                                   int32_t* length) {
         return consumer_.getRecordFromIterator(stream, shard, sequenceNumber, data, length);
     }
+    int32_t readShardRecord(const char* stream, const char* shard, void* data, int32_t capacity, int32_t* length,
+                            ShardRecordInfo* info, int32_t flags) {
+        return consumer_.readShardRecord(stream, shard, data, capacity, length, info, flags);
+    }
     int32_t poll(const char* stream, const char* shard, PollCallback callback) {
         return consumer_.poll(stream, shard, callback);
     }
@@ -88,6 +92,12 @@ public:
     int32_t getData(int32_t type, const char* streamName, const char* shardId, char* buffer, int32_t* lenBuffer,
                     char delimiter) {
         return catalogue_.getData(type, streamName, shardId, buffer, lenBuffer, delimiter);
+    }
+    int32_t getListAllStreams(char* buffer, int32_t* lenBuffer, char delimiter) {
+        return catalogue_.getListAllStreams(buffer, lenBuffer, delimiter);
+    }
+    int32_t getShardLineage(const char* streamName, char* buffer, int32_t* lenBuffer, char delimiter) {
+        return catalogue_.getShardLineage(streamName, buffer, lenBuffer, delimiter);
     }
     int32_t createStream(const char* stream, int32_t shardCount) {
         return catalogue_.createStream(stream, shardCount);

@@ -28,6 +28,13 @@ void appendShardDetails(std::string& text, const Aws::Kinesis::Model::Shard& sha
     appendField(text, shard.GetSequenceNumberRange().GetEndingSequenceNumber(), false, delimiter);
 }
 
+// "id,parent,adjacentParent": shard ids hold no comma.
+void appendShardLineage(std::string& text, const Aws::Kinesis::Model::Shard& shard, bool first, char delimiter) {
+    appendField(text, shard.GetShardId(), first, delimiter);
+    appendField(text, shard.GetParentShardId(), false, ',');
+    appendField(text, shard.GetAdjacentParentShardId(), false, ',');
+}
+
 }  // namespace
 
 std::string Catalogue::listing(int32_t type, const char* streamName, const char* shardId, char delimiter) {
@@ -50,9 +57,20 @@ std::string Catalogue::listing(int32_t type, const char* streamName, const char*
 
 int32_t Catalogue::getData(int32_t type, const char* streamName, const char* shardId, char* buffer,
                            int32_t* lenBuffer, char delimiter) {
+    return handOver(listing(type, streamName, shardId, delimiter), buffer, lenBuffer);
+}
+
+int32_t Catalogue::getListAllStreams(char* buffer, int32_t* lenBuffer, char delimiter) {
+    return handOver(getAllStreamNames(delimiter), buffer, lenBuffer);
+}
+
+int32_t Catalogue::getShardLineage(const char* streamName, char* buffer, int32_t* lenBuffer, char delimiter) {
+    return handOver(getListShardOrShardDetails(streamName, nullptr, delimiter, true), buffer, lenBuffer);
+}
+
+int32_t Catalogue::handOver(const std::string& result, char* buffer, int32_t* lenBuffer) {
     const int32_t id = env_.id();
     const int32_t entryLength = lenBuffer != nullptr ? *lenBuffer : 0;
-    const std::string result = listing(type, streamName, shardId, delimiter);
 
     if (result.empty()) {
         env_.notify("id:%d KinesisEnv::getData no result", id);
@@ -101,10 +119,38 @@ std::string Catalogue::getListStream(char delimiter) {
     return text;
 }
 
+// ListStreams page after page, each starting after the last name of the one before, until the
+// service says there are no more. A page that brings no new name ends the listing.
+std::string Catalogue::getAllStreamNames(char delimiter) {
+    Aws::Kinesis::Model::ListStreamsRequest request;
+    std::string text;
+    bool first = true;
+    for (;;) {
+        const auto outcome = env_.service()->ListStreams(request);
+        if (!outcome.IsSuccess()) {
+            env_.fail("id:%d KinesisEnv::getListAllStreams error : [%s]", env_.id(),
+                      outcome.GetError().GetMessage().c_str());
+            return std::string();
+        }
+        const auto& names = outcome.GetResult().GetStreamNames();
+        for (const Aws::String& name : names) {
+            appendField(text, name, first, delimiter);
+            first = false;
+        }
+        if (!outcome.GetResult().GetHasMoreStreams() || names.empty() ||
+            names.back() == request.GetExclusiveStartStreamName()) {
+            break;
+        }
+        request.SetExclusiveStartStreamName(names.back());
+    }
+    if (text.empty()) env_.fail("id:%d KinesisEnv::getListAllStreams error : [%s]", env_.id(), "list streams empty");
+    return text;
+}
+
 // Follows DescribeStream's pages until the stream is exhausted, then writes the shard ids, or the
 // details of the one shard asked for. A failed page drops what earlier pages brought.
 std::string Catalogue::getListShardOrShardDetails(const std::string& streamName, const char* shardId,
-                                                  char delimiter) {
+                                                  char delimiter, bool withParents) {
     Aws::Kinesis::Model::DescribeStreamRequest request;
     request.SetStreamName(streamName.c_str());
     Aws::Vector<Aws::Kinesis::Model::Shard> shards;
@@ -136,7 +182,9 @@ std::string Catalogue::getListShardOrShardDetails(const std::string& streamName,
     }
     std::string text;
     for (std::size_t i = 0; i < shards.size(); ++i) {
-        if (shardId == nullptr) {
+        if (withParents) {
+            appendShardLineage(text, shards[i], i == 0, delimiter);
+        } else if (shardId == nullptr) {
             appendField(text, shards[i].GetShardId(), i == 0, delimiter);
         } else if (shards[i].GetShardId() == shardId) {
             appendShardDetails(text, shards[i], delimiter);

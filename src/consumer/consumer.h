@@ -29,6 +29,10 @@ public:
     int32_t poll(const char* stream, const char* shard, PollCallback callback);
     int32_t stopGetIterator(const char* stream, const char* shard);
 
+    // ---- counted bytes with the record's details (record_reading.cpp) ----
+    int32_t readShardRecord(const char* stream, const char* shard, void* data, int32_t capacity, int32_t* length,
+                            ShardRecordInfo* info, int32_t flags);
+
     // ---- one-shot read (one_shot_read.cpp) ----
     int32_t getRecord(const char* stream, const char* shard, const char* sequenceNumber, char* data,
                       int32_t* length);
@@ -49,6 +53,7 @@ private:
     ShardIteratorData* FindIterator(const char* stream, const char* shard, bool create);
     int32_t handOutRecord(const char* stream, const char* shard, TextBuffer sequence, TextBuffer data,
                           int32_t* length);
+    void expandAtCursor(ShardIteratorData& reading);
     void setStartTimestamp(ShardIteratorData& reading, const char* stream, const char* shard,
                            const char* startValue);
 

@@ -27,6 +27,7 @@ bool ShardIteratorData::matches(const char* stream, const char* shard) const {
 
 void ShardIteratorData::fetchWithIteratorText(const Aws::Kinesis::KinesisClient& client) {
     recordsRequest.SetShardIterator(iteratorText);
+    expanded.clear();
     // The previous batch is dropped before the next one is decoded, so that the decoding reuses
     // its memory while it is still in cache, and a reading never holds two batches at once.
     recordsOutcome = Aws::Kinesis::Model::GetRecordsOutcome();

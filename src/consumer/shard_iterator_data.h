@@ -14,6 +14,7 @@
 #include <aws/kinesis/model/GetShardIteratorRequest.h>
 #include <aws/kinesis/model/Record.h>
 
+#include "consumer/aggregated_record.h"
 #include "rxkinesis.h"
 
 namespace rxk {
@@ -38,11 +39,20 @@ struct ShardIteratorData {
     char shardId[kNameFieldBytes];
     char streamName[kNameFieldBytes];
     bool started = false;
+    // The user records of the aggregated record at `cursor`, while ReadShardRecord expands it,
+    // and the next one to hand out. Empty when the record at `cursor` is handed out whole.
+    Aws::Vector<AggregatedUserRecord> expanded;
+    std::size_t expandedNext = 0;
+    int32_t expandedCursor = -1;  // the record `expanded` came from
 
     bool matches(const char* stream, const char* shard) const;
     const Aws::Vector<Aws::Kinesis::Model::Record>& records() const { return recordsOutcome.GetResult().GetRecords(); }
     int32_t batchSize() const { return static_cast<int32_t>(records().size()); }
     bool hasWaitingRecord() const { return cursor >= 0 && cursor < batchSize(); }
+    // The latest answer came and named no next iterator: the shard is closed and read to its end.
+    bool reachedShardEnd() const {
+        return recordsOutcome.IsSuccess() && recordsOutcome.GetResult().GetNextShardIterator().empty();
+    }
 
     // Sends recordsRequest with `iteratorText`; the answer's records are the batch.
     void fetchWithIteratorText(const Aws::Kinesis::KinesisClient& client);

@@ -6,6 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <thread>
+
 namespace rxk::test {
 namespace {
 
@@ -86,6 +92,76 @@ TEST_F(EmulatorReading, DataIsTextUpToTheFirstNulWithTheWholeLength) {
             EXPECT_TRUE(buffer->intactAfterText());
         }
     }
+}
+
+// Would catch bytes cut at a NUL or at the old poll size, a record larger than the buffer consumed
+// or written past it, a length, key, sequence number or arrival time not the record's own, or a
+// closed shard's end taken for an empty batch; and parents missing from the lineage.
+TEST_F(EmulatorReading, ReadShardRecordHandsOutCountedBytesAndTheShardEnd) {
+    std::string every;
+    for (int value = 0; value < 256; ++value) every.push_back(static_cast<char>(value));
+    struct Case { const char* name; std::string data; std::int32_t capacity; };
+    const Case kRows[] = {
+        {"all 256 byte values", every, 256},
+        {"one byte, a NUL", std::string(1, '\0'), 1},
+        {"10,000 bytes", std::string(10000, '\xff'), 10000},
+        {"1 MiB", std::string(1 << 20, 'm'), 1 << 20},
+        {"a buffer one byte short keeps the record", every, 255},
+    };
+    for (const Case& c : kRows) {
+        SCOPED_TRACE(c.name);
+        const std::string stream = kinesalite.createUniqueStream("counted");
+        const std::string sequence = kinesalite.putRecord(stream, c.data, std::string(256, 'k')).sequenceNumber;
+        const std::int64_t putAt = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
+        ASSERT_EQ(connector().StartShardIterator(client.id(), stream.c_str(), kShard0, nullptr, 10, RXK_TRIM_HORIZON), RXK_OK);
+        GuardedBuffer buffer(c.data.size() + 1);
+        ShardRecordInfo info{};
+        std::int32_t length = -1;
+        std::int32_t result = connector().ReadShardRecord(client.id(), stream.c_str(), kShard0, buffer.data(), c.capacity, &length, &info, 0);
+        if (c.capacity < static_cast<std::int32_t>(c.data.size())) {
+            EXPECT_EQ(result, RXK_NEEDS_ROOM);
+            EXPECT_TRUE(buffer.untouched());
+            result = connector().ReadShardRecord(client.id(), stream.c_str(), kShard0, buffer.data(), c.capacity + 1, &length, &info, 0);
+        }
+        ASSERT_EQ(result, RXK_OK);
+        EXPECT_EQ(length, static_cast<std::int32_t>(c.data.size()));
+        EXPECT_TRUE(buffer.bytes.compare(0, c.data.size(), c.data) == 0 && buffer.guardedFrom(c.data.size()));
+        EXPECT_EQ(std::string(info.sequenceNumber), sequence);
+        EXPECT_EQ(std::string(info.partitionKey), std::string(256, 'k'));
+        EXPECT_NEAR(static_cast<double>(info.arrivalMillis), static_cast<double>(putAt), 5000.0);
+        EXPECT_EQ(info.subSequenceNumber, -1);
+        EXPECT_EQ(connector().ReadShardRecord(client.id(), stream.c_str(), kShard0, nullptr, 0, &length, nullptr, 0), RXK_NO_RECORD);
+    }
+    const std::string stream = kinesalite.createUniqueStream("ended");
+    kinesalite.putRecord(stream, "before the split");
+    kinesalite.call("SplitShard", "{\"StreamName\":\"" + stream + "\",\"ShardToSplit\":\"" + kShard0 +
+                                      "\",\"NewStartingHashKey\":\"170141183460469231731687303715884105728\"}");
+    ASSERT_EQ(connector().StartShardIterator(client.id(), stream.c_str(), kShard0, nullptr, 10, RXK_TRIM_HORIZON), RXK_OK);
+    char data[64];
+    std::int32_t length = -1;
+    EXPECT_EQ(connector().ReadShardRecord(client.id(), stream.c_str(), kShard0, data, sizeof data, &length, nullptr, 0), RXK_OK);
+    for (int call = 0; call < 2; ++call)
+        EXPECT_EQ(connector().ReadShardRecord(client.id(), stream.c_str(), kShard0, data, sizeof data, &length, nullptr, 0), RXK_SHARD_ENDED);
+    char lineage[256];
+    std::int32_t size = sizeof lineage;
+    std::string want;
+    for (int attempt = 0; attempt < 50 && want.empty(); ++attempt, size = sizeof lineage) {
+        if (connector().GetShardLineage(client.id(), stream.c_str(), lineage, &size) == RXK_OK && std::strchr(lineage, ';') != nullptr) want = lineage;
+        else std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_EQ(want, "shardId-000000000000,,;shardId-000000000001,shardId-000000000000,;shardId-000000000002,shardId-000000000000,");
+}
+
+// Would catch a listing that stops at the service's first page (ten names on the emulator) or
+// repeats the name a page starts after.
+TEST_F(EmulatorReading, AllStreamsAreListedAcrossPages) {
+    std::vector<std::string> created;
+    for (int i = 0; i < 40; ++i) created.push_back(kinesalite.createUniqueStream("listed"));
+    std::vector<char> buffer(1 << 16);
+    std::int32_t size = static_cast<std::int32_t>(buffer.size());
+    ASSERT_EQ(connector().GetListAllStreams(client.id(), buffer.data(), &size), RXK_OK);
+    const std::vector<std::string> names = split(buffer.data(), ';');
+    for (const std::string& name : created) EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << name;
 }
 
 }  // namespace

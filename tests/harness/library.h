@@ -22,7 +22,8 @@ namespace rxk::test {
     X(ClearListRecord) X(FreeListRecord) X(GetListRecordInfo) X(AddRecordToList) X(PutRecords)     \
     X(GetLastResultPutRecords) X(StartShardIterator) X(NextShardIterator) X(GetRecordFromIterator) \
     X(PollShardIterator) X(StopShardIterator) X(GetRecord) X(GetData) X(GetListStreams)            \
-    X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy)
+    X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy) X(ReadShardRecord)                \
+    X(GetListAllStreams) X(GetShardLineage)
 
 class Library {
 public:

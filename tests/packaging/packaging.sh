@@ -15,7 +15,7 @@ cmake --install "$build" --prefix "$usr" >/dev/null || check "cmake --install" f
 expected="bin/rxkcat |include/rxkinesis.h |include/rxkinesis_exceptions.h |lib/cmake/rxkinesis/rxkinesisConfig.cmake \
 |lib/cmake/rxkinesis/rxkinesisConfigVersion.cmake |lib/cmake/rxkinesis/rxkinesisTargets-relwithdebinfo.cmake \
 |lib/cmake/rxkinesis/rxkinesisTargets.cmake |lib/librxkinesis.so librxkinesis.so.$major|lib/librxkinesis.so.$major librxkinesis.so.$version\
-|lib/librxkinesis.so.$version |lib/pkgconfig/rxkinesis.pc |share/man/man1/rxkcat.1.gz "
+|lib/librxkinesis.so.$version |lib/pkgconfig/rxkinesis.pc |share/bash-completion/completions/rxkcat |share/man/man1/rxkcat.1.gz "
 [ -x "$build/tools/rxkfault/rxkfault" ] && expected+="|bin/rxkfault |share/man/man1/rxkfault.1.gz "
 [ -f "$src/LICENSE" ] && expected+="|share/doc/rxkinesis/copyright "
 check "installed files" "$(files "$usr")" "$(tr '|' '\n' <<<"$expected" | sort)"
@@ -44,13 +44,14 @@ declared=$(sed -nE 's/^RXK_API [^(]*[ *]([A-Za-z]+)\(.*/\1/p' "$src/include/rxki
 exported() { nm -D --defined-only "$1" | awk '{print $3}' | grep -vE '^__(asan|ubsan|tsan|sanitizer|odr_asan|lsan)|^_ZNK12RX_Exception4whatEv$' | sort; }
 check "exported symbols" "$(exported "$RXK_LIBRARY")" "$(printf '%s\n' $declared _ZTI12SE_Exception _ZTS12SE_Exception _ZTI12RX_Exception \
   _ZTS12RX_Exception _ZN12SE_Exception4whatEv | sort)"
+check "the reading extension is declared and exported" "$(exported "$RXK_LIBRARY" | grep -cxE 'ReadShardRecord|GetListAllStreams|GetShardLineage')" 3
 
 # ---- the Debian package: name, fields, dependencies, contents, a library that links and loads from /usr
 # CPack would build every target of the tree first ("preinstall"); as for Ninja, it installs what is built.
 cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/deb" -D CPACK_CMAKE_GENERATOR=Ninja >"$work/cpack.log" 2>&1 || cat "$work/cpack.log"
 deb=$work/deb/rxkinesis_${version}_amd64.deb
 check "package fields" "$(dpkg-deb -f "$deb" Package Version Section Architecture | tr '\n' ' ')" "Package: rxkinesis Version: $version Section: libs Architecture: amd64 "
-check "Depends covers what the library links" "$(for p in libc6 libstdc++6 libcurl4 libssl3 libsimdjson14; do dpkg-deb -f "$deb" Depends | grep -qw "$p" || echo "$p"; done)" ""
+check "Depends covers what the library links" "$(for p in libc6 libstdc++6 libcurl4 libssl3 libsimdjson14 libprotobuf-c1; do dpkg-deb -f "$deb" Depends | grep -qw "$p" || echo "$p"; done)" ""
 dpkg-deb -x "$deb" "$work/root"; dpkg-deb -e "$deb" "$work/control"
 check "packaged files are the install layout under /usr" "$(files "$work/root" | sed 's/-relwithdebinfo\|-release\|-none//')" \
   "$(files "$usr" | sed 's/-relwithdebinfo\|-release\|-none//; s|^|usr/|')"
@@ -61,6 +62,7 @@ check "shlibs entry and ldconfig trigger" "$(grep -c "^librxkinesis $major rxkin
 check "apt would install it" "$(apt-get install -s "$deb" 2>&1 | grep -o '^Inst rxkinesis')" "Inst rxkinesis"
 
 # ---- the man page: formats cleanly, documents every option of the help and explains every exit status
+check "bash completes rxkcat's flags" "$(bash -c "source '$usr/share/bash-completion/completions/rxkcat'; COMP_WORDS=(rxkcat --ra); COMP_CWORD=1; _rxkcat; echo \${COMPREPLY[*]}")" --raw
 check "man page formats without warnings" "$(groff -man -ww -z "$src/tools/rxkcat/rxkcat.1" 2>&1)" ""
 options() { grep -oE '(^|[^a-z0-9\\-])(\\?-){1,2}[a-zA-Z0-9][a-z-]*' | grep -oE '\-+[a-zA-Z0-9][a-z-]*$' | sort -u; }
 check "options in --help missing from the man page" "$(comm -23 <("$build/tools/rxkcat/rxkcat" --help | options) <(sed 's/\\-/-/g' "$src/tools/rxkcat/rxkcat.1" | options))" ""

@@ -55,11 +55,20 @@ row() {
 # A bad command line: status 2, the named mistake and the way to help on stderr, nothing on stdout.
 usage() { local named=$1; shift; row "bad command line: $named" 2 "" "$named|rxkcat --help" "" "$@"; }
 new_stream() { local name="rxkcat-$BASHPID-$RANDOM"; "$RXKCAT" -N -s "$name" -n "$1" >/dev/null 2>&1; echo "$name"; }
+# The data of every record of a shard, one per line, as the AWS CLI reads it: cli_data STREAM SHARD
+awscli() { aws --region us-east-1 --endpoint-url "$AWS_ENDPOINT_URL_KINESIS" kinesis "$@"; }
+cli_data() {
+  awscli get-records --limit 10000 --query 'Records[].Data' --output text --shard-iterator "$(awscli get-shard-iterator \
+    --stream-name "$1" --shard-id "$2" --shard-iterator-type TRIM_HORIZON --query ShardIterator --output text)" |
+    tr '\t' '\n' | grep . | while read -r data; do base64 -d <<<"$data"; echo; done
+}
 lines() { seq -f "$1-%g" "$2" | sed 's/$/\\n/' | tr -d '\n'; }  # "p-1\np-2\n..." as '%b' text
 
-# The library lists the first page of streams only: the listing row goes first.
 listed=$(new_stream 3)
 row "-L lists the stream" 0 "$listed\n" "" "" -L
+for i in $(seq 39); do new_stream 1 >/dev/null; done
+row "-L lists 40 streams, past the service's first page" 0 "*" "" "" -L
+check "40 streams listed" "$(sort -u "$work/out" | grep -c '^rxkcat-')" 40
 
 # ---- round trips: records lost, reordered or altered on the way in or out
 for batching in "line 1200" "single 25 -1" "limited 40 -b 7 -X maxputrow=3"; do
@@ -93,7 +102,54 @@ for delimiter in 'NUL \0 nul nul 12 %s\0' 'hex \x1e rs rs-out 12 %s\0' 'two-byte
 done
 s=$(new_stream 1)
 row "data with a NUL: produced" 0 "" "" 'ab\0cd;xyz;' -P -s "$s" -D ';'
-row "data is cut at its first NUL, the length stays whole" 0 "5:ab\n3:xyz\n" "" "" -C -s "$s" -e -f '%S:%s\n'
+row "data comes back whole, NUL bytes included" 0 "5:ab\0cd\n3:xyz\n" "" "" -C -s "$s" -e -f '%S:%s\n'
+# Every byte value, one byte, 10,000 bytes and 1 MiB, byte for byte through -f and through -J.
+perl -e 'print join("", map { chr } 0 .. 255), "<>\0<>", "\xff" x 10000, "<>", "m" x 1048576, "<>"' >"$work/exact"
+s=$(new_stream 1)
+row "exact bytes: produced" 0 "" "4 records sent" "@$work/exact" -P -s "$s" -D '<>'
+row "exact bytes: consumed" 0 "@$work/exact" "" "" -C -s "$s" -e -f '%s<>'
+printf 'plain<>quote" back\\ new\nline\ttab\001<>\377\376 binary<>cut \342\202<>' >"$work/json"
+s=$(new_stream 1)
+row "-J: produced" 0 "" "4 records sent" "@$work/json" -P -s "$s" -D '<>' -k 'key "1"'
+row "-J: one object per record" 0 '~"partitionKey":"key \"1\"","sequenceNumber":"' "" "" -C -s "$s" -e -J
+node -e 'for (const l of require("fs").readFileSync(process.argv[1], "utf8").split("\n").filter(Boolean)) { const r = JSON.parse(l);
+  process.stdout.write(Buffer.from(r.data, r.dataEncoding === "base64" ? "base64" : "utf8")); process.stdout.write("<>"); }' "$work/out" >"$work/json-out"
+check "-J: data as text where UTF-8, else base64, exactly" "$(cmp "$work/json" "$work/json-out" && grep -c '"dataEncoding":"base64"' "$work/out")" 2
+
+# ---- producing keeps going: an oversized record sinking its batch, -c or -K ignored with -P
+perl -e 'for my $i (1 .. 1500) { print $i == 700 ? "x" x 1153433 : "line-$i", "\n" }' >"$work/oversized"
+s=$(new_stream 1)
+row "an oversized record is skipped by its line number" 3 "" "line 700 skipped: 1153433 bytes exceed the record limit of 1048576 bytes|1499 records sent|1 records over 1048576 bytes skipped" "@$work/oversized" -P -s "$s"
+check "every other line arrived (AWS CLI)" "$(cli_data "$s" shardId-000000000000 | wc -l)" 1499
+s=$(new_stream 1)
+row "-c limits producing" 0 "" "3 records sent" "$(lines c 10)" -P -s "$s" -c 3
+row "-c: the first three arrived" 0 "c-1\nc-2\nc-3\n" "" "" -C -s "$s" -e
+s=$(new_stream 1)
+row "-K takes each line's key" 0 "" "3 records sent" "k1:v1\nk2:v:2\nno key\n" -P -s "$s" -K : -k fallback
+row "-K prints key, delimiter, data" 0 "k1:v1\nk2:v:2\nfallback:no key\n" "" "" -C -s "$s" -e -K :
+usage "--max-record-bytes" -P -s x --max-record-bytes 10485761
+
+# ---- records aggregated by the KPL, made by aws-kinesis-agg: each user record exactly, --raw whole, a broken one whole
+export NODE_PATH=$RXK_SOURCE_DIR/node_modules${NODE_PATH:+:$NODE_PATH}
+if node -e 'require("aws-kinesis-agg")' 2>/dev/null; then
+  s=$(new_stream 1)
+  node -e 'const fs = require("fs"), all = Buffer.from([...Array(256).keys()]);
+    require("aws-kinesis-agg").aggregate([{partitionKey: "pk-a", data: Buffer.from("alpha")}, {partitionKey: "pk-b", data: all},
+      {partitionKey: "pk-a", data: Buffer.from("gamma")}], (r, done) => { fs.writeFileSync(process.argv[1], r.data); done(); }, () => {},
+      (e) => { console.error(e); process.exit(1); });' "$work/agg"
+  head -c 300 "$work/agg" >"$work/agg-broken"
+  for file in agg agg-broken; do awscli put-record --stream-name "$s" --partition-key pk-a --data "fileb://$work/$file" >/dev/null; done
+  row "KPL: user records as JSON" 0 "*" "" "" -C -s "$s" -e -J
+  check "KPL: keys, sub-sequence numbers and bytes exact; a broken record whole" "$(node -e 'const fs = require("fs");
+    const got = fs.readFileSync(process.argv[1], "utf8").trim().split("\n").map(JSON.parse).map((r) => [r.partitionKey, r.subSequenceNumber,
+      Buffer.from(r.data, r.dataEncoding === "base64" ? "base64" : "utf8").toString("hex")].join(" "));
+    const want = [["pk-a", 0, "alpha"], ["pk-b", 1, Buffer.from([...Array(256).keys()])], ["pk-a", 2, "gamma"], ["pk-a", undefined, fs.readFileSync(process.argv[2])]]
+      .map(([k, n, d]) => [k, n, Buffer.from(d).toString("hex")].join(" "));
+    console.log(JSON.stringify(got) === JSON.stringify(want) ? "same" : JSON.stringify(got));' "$work/out" "$work/agg-broken")" same
+  row "KPL: --raw keeps them whole" 0 "$(wc -c <"$work/agg") pk-a\n300 pk-a\n" "" "" -C -s "$s" -e --raw -f '%S %k\n'
+else
+  echo "NOT RUN: the KPL rows (no aws-kinesis-agg in node_modules: npm ci)"
+fi
 
 # ---- keys: the partition key or hash key of the command line not reaching the records
 s=$(new_stream 4)
@@ -108,7 +164,7 @@ check "hash keys pick the last and the first shard" "$(sort "$work/out" | uniq -
 
 # ---- positions, formats and -G: a start position, a count or a format ignored or misapplied
 s=$(new_stream 1); shard=shardId-000000000000
-row "positions: produced" 0 "" "" "r1\nr2\nr3\nr4\nr5\n" -P -s "$s"
+row "positions: produced" 0 "" "" "r1\nr2\nr3\nr4\nr5\n" -P -s "$s" -k pk-1
 row "positions: sequence numbers" 0 "*" "" "" -C -s "$s" -e -f '%o\n'
 mapfile -t sequence <"$work/out"
 row "-o end gives nothing of the past" 0 "" "" "" -C -s "$s" -e -o end
@@ -117,7 +173,9 @@ row "-o at:" 0 "r3\nr4\nr5\n" "" "" -C -s "$s" -e -p "$shard" -o "at:${sequence[
 row "-o after:" 0 "r4\nr5\n" "" "" -C -s "$s" -e -p "$shard" -o "after:${sequence[2]}"
 row "-o ts: in the past" 0 "r1\nr2\nr3\nr4\nr5\n" "" "" -C -s "$s" -e -o ts:2000-01-01T00:00:00Z
 row "-o ts: in the future, with a fraction" 0 "" "" "" -C -s "$s" -e -o ts:2100-01-01T00:00:00.5Z
-row "-f shows every field" 0 "$s|$shard|${sequence[0]}|2|r1|100%\n" "" "" -C -s "$s" -c 1 -f '%T|%p|%o|%S|%s|100%%\n'
+row "-f shows every field" 0 "$s|$shard|${sequence[0]}|2|pk-1|4|r1|100%\n" "" "" -C -s "$s" -c 1 -f '%t|%p|%o|%S|%k|%K|%s|100%%\n'
+row "-f %T: arrival time in ms" 0 "*" "" "" -C -s "$s" -c 1 -f '%T'
+check "-f %T: within a minute of now" "$(( $(cat "$work/out") / 60000 - $(date +%s) / 60 <= 1 ))" 1
 row "-G reads one record by sequence number" 0 "r4 ${sequence[3]}\n" "" "" -G -s "$s" -p "$shard" -q "${sequence[3]}" -f '%s %o\n'
 row "-G of an unknown sequence number" 1 "" "no record at sequence number 1" "" -G -s "$s" -p "$shard" -q 1
 
@@ -143,9 +201,9 @@ usage "-c/--count" -C -s x -c ten; usage "-n/--shards" -N -s x -n -1; usage "-o/
 usage "needs -p SHARD" -C -s x -o at:12; usage "-o ts:" -C -s x -o 'ts:2026-01-01 00:00:00'; usage "-f: unknown directive '%q'" -C -s x -f %q
 usage "-D/--delimiter: unknown escape '\\q'" -P -s x -D '\q'; usage "-D/--delimiter needs at least one byte" -P -s x -D ''
 usage "-G needs a sequence number: add -q SEQ" -G -s x -p shardId-000000000000; usage "-X/--set needs key=value" -L -X retry
-usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X delimiter needs at least one byte" -L -X delimiter=
+usage "unexpected argument 'extra'" -L extra; usage "-X nonsense: unknown parameter" -L -X nonsense=1; usage "-X retry needs a whole number, got 'abc'" -L -X retry=abc; usage "-X delimiter needs at least one byte" -L -X delimiter=
 AWS_REGION= AWS_DEFAULT_REGION= row "no region with keys given" 2 "" "-r REGION" "" -L --access-key a --secret-key b
-row "a secret key without its access key" 2 "" "--access-key" "" -L -r us-east-1 --secret-key b
+row "an access key without its secret" 2 "" "--access-key and --secret-key go together" "" -L --access-key a
 row "--help shows every mode with an example, the exit statuses and the NUL cut" 0 "*" "" "" --help
 check "--help" "$(for w in '  -L' '  -P' '  -C' '  -G' '  -N' '  -Z' 'rxkcat -L' 'rxkcat -P' 'rxkcat -C' 'rxkcat -G' 'rxkcat -N' 'rxkcat -Z' \
   '  0  ' '  1  ' '  2  ' '  3  ' NUL; do grep -qF -- "$w" "$work/out" || echo "missing [$w]"; done)" ""
@@ -159,7 +217,8 @@ row "probe: the fault as std::exception" 0 "~delivered std::exception [SE_Except
 row "probe: the fault as SE_Exception" 0 "~delivered SE_Exception [SE_Exception: Access Violation] code 0xC0000005" "" "" -Z exception
 row "probe: no scenario" 0 "~last error text: id:0 KinesisEnv::dummy [nothing]" "" "" -Z nothing
 row "quiet without -v" 0 "*" "" "" -L -s "$s"; check "nothing on stderr without -v" "$(cat "$work/err")" ""
-row "-vv adds the trace" 0 "*" "rxkinesis trace: rxKinesis::GetData" "" -L -s "$s" -vv
+row "-vv adds the trace, the secret masked" 0 "*" "rxkinesis trace: rxKinesis::GetData" "" -L -s "$s" -vv
+check "-vv shows no secret" "$(grep -c rxkcat-secret "$work/err")" 0
 row "-v shows the log" 1 "" "rxkinesis: id:0 KinesisEnv::getListShardOrShardDetails" "" -L -s rxkcat-missing -v
 check "-v alone shows no trace" "$(grep -c 'rxkinesis trace:' "$work/err")" 0
 
@@ -169,14 +228,30 @@ s=$(new_stream 1); printf 'old-1\nold-2\n' | "$RXKCAT" -P -s "$s" 2>/dev/null
 "$RXKCAT" -C -s "$s" >"$work/out" 2>"$work/err" & follower=$!
 wait_for "$work/out" old-2; printf 'new-1\n' | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/out" new-1
 kill -TERM $follower; wait $follower; status=$?
-check "SIGTERM ends a follower with 0, having printed the new record" "$status $(tr '\n' ' ' <"$work/out")" "0 old-1 old-2 new-1 "
+check "SIGTERM ends a follower with 143, having printed the new record" "$status $(tr '\n' ' ' <"$work/out")" "143 old-1 old-2 new-1 "
 check "the follower's summary" "$(grep -c '3 records consumed.*stopped by a signal\|stopped by a signal.*3 records consumed' "$work/err")" 1
+# Following across a split and a merge: the children read after their parents, nothing lost or
+# repeated; the AWS CLI reads the same records from the five shards.
+active() { for _ in $(seq 100); do [ "$(awscli describe-stream --stream-name "$1" --query StreamDescription.StreamStatus --output text)" = ACTIVE ] && return; sleep 0.1; done; }
+s=$(new_stream 2)
+"$RXKCAT" -C -s "$s" -f '%p %s\n' >"$work/follow" 2>"$work/err" & follower=$!
+printf "$(lines a 20)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" a-20
+awscli split-shard --stream-name "$s" --shard-to-split shardId-000000000000 --new-starting-hash-key 85070591730234615865843651857942052864; active "$s"
+printf "$(lines b 30)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" b-30
+awscli merge-shards --stream-name "$s" --shard-to-merge shardId-000000000002 --adjacent-shard-to-merge shardId-000000000003; active "$s"
+printf "$(lines c 30)" | "$RXKCAT" -P -s "$s" 2>/dev/null; wait_for "$work/follow" c-30
+for _ in $(seq 50); do [ "$(wc -l <"$work/follow")" -ge 80 ] && break; sleep 0.1; done; sleep 0.5
+kill -INT $follower; wait $follower
+want=$( (seq -f a-%g 20; seq -f b-%g 30; seq -f c-%g 30) | sort)
+check "following a split and a merge: each record once" "$(cut -d' ' -f2 "$work/follow" | sort)" "$want"
+check "the AWS CLI reads the same records" "$(for i in 0 1 2 3 4; do cli_data "$s" shardId-00000000000$i; done | sort)" "$want"
+check "children after their parents" "$(awk '$1 ~ /-00000000000[234]$/ { child = 1 } $1 ~ /-000000000000$/ && child { print "parent after child: " $0 }' "$work/follow")" ""
 s=$(new_stream 1); mkfifo "$work/fifo"
 "$RXKCAT" -P -s "$s" -b 1 --progress <"$work/fifo" >/dev/null 2>"$work/err" & producer=$!
 exec 4>"$work/fifo"; echo first >&4
 for _ in $(seq 100); do [ "$("$RXKCAT" -C -s "$s" -e 2>/dev/null)" = first ] && break; sleep 0.1; done
 sleep 0.3; echo second >&4; sleep 0.5; kill -INT $producer; wait $producer; status=$?; exec 4>&-
-check "SIGINT ends a producer with 0 after sending what it read" "$status $(grep -c '2 records sent' "$work/err") $(grep -c 'stopped by a signal' "$work/err")" "0 1 1"
+check "SIGINT ends a producer with 130 after sending what it read" "$status $(grep -c '2 records sent' "$work/err") $(grep -c 'stopped by a signal' "$work/err")" "130 1 1"
 check "--progress shows the progress line" "$(grep -c $'\rrxkcat: ' "$work/err")" 1
 check "what the interrupted producer sent" "$("$RXKCAT" -C -s "$s" -e 2>/dev/null | tr '\n' ' ')" "first second "
 row "no progress line when stderr is no terminal" 0 "" "" "one\ntwo\n" -P -s "$s" -b 1
@@ -203,6 +278,9 @@ if [ -x "$fault_binary" ]; then
     fault "{\"rules\":[{\"operation\":\"ListStreams\",\"answer\":{\"streams_page\":{\"names\":[\"$(echo $names | sed 's/ /","/g')\"],\"has_more\":false}}}]}"
     row "a listing of $count streams comes whole" 0 "$(printf '%s\\n' $names)" "" "" -L --endpoint "$fault_endpoint"
   done
+  fault '{"rules":[{"operation":"ListStreams","answer":{"builtin":true,"delay_ms":60000}}]}'
+  "$RXKCAT" -L --endpoint "$fault_endpoint" >/dev/null 2>"$work/err" & hung=$!; sleep 1; kill -INT $hung; wait $hung; status=$?
+  check "SIGINT during a hung request: 130" "$status" 130
   fault '{"rules":[{"operation":"ListStreams","answer":{"streams_page":{"names":[],"has_more":false}}}]}'
   row "an account without streams lists nothing" 0 "" "" "" -L --endpoint "$fault_endpoint"
 else
@@ -211,7 +289,7 @@ fi
 
 # ---- the stopped emulator: a hang, a wrong status, or a failure without the library's words
 kill "${pids[0]}"; wait "${pids[0]}" 2>/dev/null
-row "stopped emulator: listing" 1 "" "cannot list the streams: |KinesisEnv::getListStream" "" -L
+row "stopped emulator: listing" 1 "" "cannot list the streams: |KinesisEnv::getListAllStreams" "" -L
 row "stopped emulator: batches" 1 "" "PutRecords failed for records 1 to 2: |2 failed" "a\nb\n" -P -s any
 row "stopped emulator: single puts" 1 "" "PutRecord failed for record 1: " "a\n" -P -1 -s any
 

@@ -49,7 +49,7 @@ std::vector<std::string> listStreams(Session& session) {
     const LibraryApi& api = session.api();
     std::string text;
     const bool listed = fetchListing(
-        [&](char* buffer, int32_t* length) { return api.GetListStreams(session.client(), buffer, length); }, text);
+        [&](char* buffer, int32_t* length) { return api.GetListAllStreams(session.client(), buffer, length); }, text);
     if (!listed) {
         const std::string error = session.errorText();
         if (error.find(kNoStreamsText) != std::string::npos) return {};
@@ -68,6 +68,27 @@ std::vector<std::string> listShards(Session& session, const std::string& stream)
         text);
     if (!listed) throw session.failure("cannot list the shards of stream '" + stream + "'");
     return splitListing(text, session.listDelimiter());
+}
+
+std::vector<ShardLineage> shardLineage(Session& session, const std::string& stream) {
+    const LibraryApi& api = session.api();
+    std::string text;
+    const bool listed = fetchListing(
+        [&](char* buffer, int32_t* length) {
+            return api.GetShardLineage(session.client(), stream.c_str(), buffer, length);
+        },
+        text);
+    if (!listed) throw session.failure("cannot list the shards of stream '" + stream + "'");
+    std::vector<ShardLineage> shards;
+    for (const std::string& entry : splitListing(text, session.listDelimiter())) {
+        std::vector<std::string> fields = splitListing(entry, ',');  // id,parent,adjacentParent
+        if (fields.empty()) continue;
+        ShardLineage shard{fields[0], {}};
+        for (size_t i = 1; i < fields.size(); ++i)
+            if (!fields[i].empty()) shard.parents.push_back(fields[i]);
+        shards.push_back(std::move(shard));
+    }
+    return shards;
 }
 
 std::vector<std::string> shardDetails(Session& session, const std::string& stream, const std::string& shard) {

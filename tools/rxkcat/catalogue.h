@@ -16,6 +16,14 @@ std::vector<std::string> listShards(Session& session, const std::string& stream)
 // sequence number (empty while the shard is open). Throws RunError for an unknown shard.
 std::vector<std::string> shardDetails(Session& session, const std::string& stream, const std::string& shard);
 
+// A shard and the shards it came from (none, one after a split, two after a merge).
+struct ShardLineage {
+    std::string id;
+    std::vector<std::string> parents;
+};
+// Every shard of a stream with its parents; throws RunError like listShards.
+std::vector<ShardLineage> shardLineage(Session& session, const std::string& stream);
+
 // Splits a listing at the delimiter byte; an empty text gives no field.
 std::vector<std::string> splitListing(const std::string& text, char delimiter);
 

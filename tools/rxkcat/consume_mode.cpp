@@ -2,7 +2,7 @@
 // count (-c), the end of the shards (-e), or a stop signal.
 #include "catalogue.h"
 #include "modes.h"
-#include "record_limits.h"
+#include "shard_record.h"
 #include "stop_signal.h"
 
 #include <cerrno>
@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ constexpr std::chrono::milliseconds kFollowPause{250};
 constexpr int kEmptyFetchesBeforeRestart = 20;
 // With -e, a shard is at its end after this many empty fetches in a row.
 constexpr int kEmptyFetchesAtEnd = 2;
+// While following a whole stream, the shards are listed again this often for shards that a
+// resharding made (a shard's end lists them at once).
+constexpr std::chrono::seconds kRelistInterval{10};
+const StartPosition kFromShardStart{RXK_TRIM_HORIZON, {}};
 
 // "2026-01-01T00:00:00.000Z" for now: where a reading that started at the end restarts.
 std::string currentUtcTimestamp() {
@@ -42,18 +47,12 @@ std::string currentUtcTimestamp() {
     return text;
 }
 
-// The record buffers that the library fills without a length: sized for the largest record.
-struct RecordBuffers {
-    std::vector<char> data = std::vector<char>(kMaxRecordBytes + 1, '\0');
-    std::vector<char> sequenceNumber = std::vector<char>(kSequenceNumberBytes, '\0');
-};
-
 // The reading state of one shard in the client, stopped on every path.
 class ShardReading {
 public:
-    ShardReading(Session& session, const Options& options, std::string shard)
+    ShardReading(Session& session, const Options& options, std::string shard, StartPosition position)
         : session_(session), api_(session.api()), stream_(options.stream), shard_(std::move(shard)),
-          position_(options.start), fetchLimit_(effectiveBatchSize(options)) {}
+          position_(std::move(position)), fetchLimit_(effectiveBatchSize(options)), flags_(readFlags(options.raw)) {}
     ~ShardReading() {
         if (started_) api_.StopShardIterator(session_.client(), stream_.c_str(), shard_.c_str());
     }
@@ -70,17 +69,25 @@ public:
         begin(position_);
     }
 
-    // Hands out the next record into `buffers`: true with a record, false after an empty fetch.
-    bool next(RecordBuffers& buffers, int32_t& length) {
-        const int32_t result = api_.GetRecordFromIterator(session_.client(), stream_.c_str(), shard_.c_str(),
-                                                          buffers.sequenceNumber.data(), buffers.data.data(), &length);
+    bool ended() const { return ended_; }
+
+    // Hands out the next record into `record`: true with a record, false after an empty fetch
+    // or at the end of a closed shard.
+    bool next(ShardRecord& record) {
+        const int32_t result = record.readNext(session_, stream_, shard_, flags_);
         if (result == RXK_OK) {
             emptyFetches_ = 0;
-            restartPosition_ = {RXK_AFTER_SEQUENCE_NUMBER, buffers.sequenceNumber.data()};
+            // Restarts come only after empty fetches, when every user record of an aggregated
+            // record is out: after its sequence number is right for both.
+            restartPosition_ = {RXK_AFTER_SEQUENCE_NUMBER, record.info.sequenceNumber};
             return true;
         }
         if (result == RXK_NO_RECORD) {
             ++emptyFetches_;
+            return false;
+        }
+        if (result == RXK_SHARD_ENDED) {
+            ended_ = true;
             return false;
         }
         throw session_.failure("reading shard '" + shard_ + "' of stream '" + stream_ + "' failed");
@@ -106,7 +113,9 @@ private:
     StartPosition position_;
     StartPosition restartPosition_;
     int32_t fetchLimit_;
+    int32_t flags_;
     bool started_ = false;
+    bool ended_ = false;
     int emptyFetches_ = 0;
 };
 
@@ -129,22 +138,30 @@ private:
 
 class Consumer {
 public:
-    Consumer(Session& session, const Options& options) : options_(options), started_(Clock::now()) {
-        for (const std::string& shard : shardsToRead(session, options))
-            readings_.push_back(std::make_unique<ShardReading>(session, options, shard));
-    }
+    Consumer(Session& session, const Options& options)
+        : session_(session), options_(options), started_(Clock::now()) {}
 
     ExitStatus run() {
-        for (auto& reading : readings_) reading->start();
+        if (options_.shard.empty()) {
+            discoverShards(options_.start);
+        } else {
+            shardDetails(session_, options_.stream, options_.shard);  // names a missing shard plainly
+            startReading(options_.shard, options_.start);
+        }
         bool outputOpen = true;
         while (outputOpen && !finished()) {
             bool anyRecord = false;
-            for (auto& reading : readings_) {
-                if (atEnd(*reading)) continue;
-                outputOpen = drain(*reading, anyRecord);
+            // By index: a shard's end starts its children at the back of the list.
+            for (size_t i = 0; i < readings_.size(); ++i) {
+                ShardReading& reading = *readings_[i];
+                if (atEnd(reading)) continue;
+                outputOpen = drain(reading, anyRecord);
+                if (reading.ended() && followsResharding()) discoverShards(kFromShardStart);
                 if (!outputOpen || finished()) break;
             }
             outputOpen = outputOpen && output_.flush();
+            if (followsResharding() && !options_.exitAtEnd && Clock::now() - lastListing_ >= kRelistInterval)
+                discoverShards(kFromShardStart);
             if (!anyRecord && !options_.exitAtEnd) pauseUnlessStopped(kFollowPause);
         }
         output_.flush();
@@ -153,39 +170,72 @@ public:
     }
 
 private:
-    static std::vector<std::string> shardsToRead(Session& session, const Options& options) {
-        if (options.shard.empty()) return listShards(session, options.stream);
-        shardDetails(session, options.stream, options.shard);  // names a missing shard plainly
-        return {options.shard};
+    bool followsResharding() const { return options_.shard.empty(); }
+
+    void startReading(const std::string& shard, const StartPosition& position) {
+        readings_.push_back(std::make_unique<ShardReading>(session_, options_, shard, position));
+        readings_.back()->start();
+    }
+
+    const ShardReading* readingOf(const std::string& shard) const {
+        for (const auto& reading : readings_)
+            if (reading->shard() == shard) return reading.get();
+        return nullptr;
+    }
+
+    // A shard is read after its parents, so that a key's records come out in order across a
+    // split or a merge. A parent the stream no longer lists (expired) holds nothing back.
+    bool parentsRead(const ShardLineage& shard) const {
+        for (const std::string& parent : shard.parents) {
+            const ShardReading* reading = readingOf(parent);
+            if (reading != nullptr ? !reading->ended() : known_.count(parent) > 0) return false;
+        }
+        return true;
+    }
+
+    // Lists the shards, keeps the new ones waiting and starts those whose parents are read:
+    // the shards of the first listing at the -o position, later ones from their start.
+    void discoverShards(const StartPosition& positionOfNewShards) {
+        for (ShardLineage& shard : shardLineage(session_, options_.stream))
+            if (known_.insert(shard.id).second) waiting_.push_back({std::move(shard), positionOfNewShards});
+        lastListing_ = Clock::now();
+        for (bool started = true; started;) {
+            started = false;
+            for (auto it = waiting_.begin(); it != waiting_.end(); ++it) {
+                if (!parentsRead(it->shard)) continue;
+                const WaitingShard ready = std::move(*it);
+                waiting_.erase(it);
+                startReading(ready.shard.id, ready.position);
+                started = true;
+                break;
+            }
+        }
     }
 
     bool finished() const {
         if (stopRequested()) return true;
         if (options_.recordLimit && consumed_ >= static_cast<uint64_t>(*options_.recordLimit)) return true;
-        if (!options_.exitAtEnd) return false;
         for (const auto& reading : readings_)
-            if (!atEnd(*reading)) return false;
-        return true;
+            if (!reading->ended() && !(options_.exitAtEnd && atEnd(*reading))) return false;
+        return waiting_.empty() || options_.exitAtEnd;
     }
 
     bool atEnd(const ShardReading& reading) const {
-        return options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesAtEnd;
+        return reading.ended() || (options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesAtEnd);
     }
 
     // Hands out the shard's records until a fetch comes back empty; false when output closed.
     bool drain(ShardReading& reading, bool& anyRecord) {
-        int32_t length = 0;
-        while (!stopRequested() && reading.next(buffers_, length)) {
+        while (!stopRequested() && reading.next(record_)) {
             anyRecord = true;
             ++consumed_;
             line_.clear();
-            options_.format.render({options_.stream, reading.shard(), buffers_.sequenceNumber.data(),
-                                    buffers_.data.data(), length},
-                                   line_);
+            options_.format.render(record_.view(options_.stream, reading.shard()), line_);
             if (!output_.write(line_)) return false;
             if (options_.recordLimit && consumed_ >= static_cast<uint64_t>(*options_.recordLimit)) return true;
         }
-        if (!options_.exitAtEnd && reading.emptyFetchesInARow() >= kEmptyFetchesBeforeRestart) reading.restart();
+        if (!options_.exitAtEnd && !reading.ended() && reading.emptyFetchesInARow() >= kEmptyFetchesBeforeRestart)
+            reading.restart();
         return true;
     }
 
@@ -198,10 +248,19 @@ private:
                      stopRequested() ? " (stopped by a signal)" : "");
     }
 
+    struct WaitingShard {
+        ShardLineage shard;
+        StartPosition position;
+    };
+
+    Session& session_;
     const Options& options_;
     Clock::time_point started_;
+    Clock::time_point lastListing_;
     std::vector<std::unique_ptr<ShardReading>> readings_;
-    RecordBuffers buffers_;
+    std::set<std::string> known_;        // every shard listed so far
+    std::vector<WaitingShard> waiting_;  // listed, waiting for their parents to be read
+    ShardRecord record_;
     RecordOutput output_;
     std::string line_;
     uint64_t consumed_ = 0;

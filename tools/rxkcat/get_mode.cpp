@@ -1,22 +1,29 @@
-// -G: the one record at a sequence number, printed by the -f format.
+// -G: the one record at a sequence number, printed by the -f format. It is read through a
+// reading that starts at the sequence number, so its bytes come out exactly.
 #include "modes.h"
-#include "record_limits.h"
+#include "shard_record.h"
 
 #include <cstdio>
-#include <vector>
 
 namespace rxkcat {
 
 ExitStatus runGetRecord(Session& session, const Options& options) {
-    std::vector<char> data(kMaxRecordBytes + 1, '\0');
-    int32_t length = 0;
-    const int32_t result = session.api().GetRecord(session.client(), options.stream.c_str(), options.shard.c_str(),
-                                                   options.sequenceNumber.c_str(), data.data(), &length);
-    if (result != RXK_OK)
-        throw session.failure("no record at sequence number " + options.sequenceNumber + " in shard '" +
-                              options.shard + "' of stream '" + options.stream + "'");
+    const LibraryApi& api = session.api();
+    const char* stream = options.stream.c_str();
+    const char* shard = options.shard.c_str();
+    const std::string missing = "no record at sequence number " + options.sequenceNumber + " in shard '" +
+                                options.shard + "' of stream '" + options.stream + "'";
+    if (api.StartShardIterator(session.client(), stream, shard, options.sequenceNumber.c_str(), 1,
+                               RXK_AT_SEQUENCE_NUMBER) != RXK_OK) {
+        api.StopShardIterator(session.client(), stream, shard);
+        throw session.failure(missing);
+    }
+    ShardRecord record;
+    const int32_t result = record.readNext(session, options.stream, options.shard, readFlags(options.raw));
+    api.StopShardIterator(session.client(), stream, shard);
+    if (result != RXK_OK) throw session.failure(missing);
     std::string line;
-    options.format.render({options.stream, options.shard, options.sequenceNumber.c_str(), data.data(), length}, line);
+    options.format.render(record.view(options.stream, options.shard), line);
     std::fwrite(line.data(), 1, line.size(), stdout);
     return std::fflush(stdout) == 0 ? kExitOk : kExitFailure;
 }

@@ -25,12 +25,14 @@ Modes
                        printf 'a\0b\0' | rxkcat -P -s orders -D '\0'
                        echo hello | rxkcat -P -s orders -1
   -C                 Consume: records of every shard of a stream (or one shard with -p),
-                     printed by the -f format. Without -e or -c it follows the stream.
+                     printed by the -f format. Without -e or -c it follows the stream, and
+                     its resharding: when a shard ends, its children are read from their
+                     start, after their parents; new shards are picked up as they appear.
                        rxkcat -C -s orders -e
                        rxkcat -C -s orders -o end
                        rxkcat -C -s orders -p shardId-000000000000 -c 10 \
                               -o after:49590338271490256608559692538361571095921575989136588898
-                       rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %S %s\n' -e
+                       rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %k %T %s\n' -e
   -G                 Get one record by its sequence number.
                        rxkcat -G -s orders -p shardId-000000000000 -q 49590338271490256608559692538361571095921575989136588898
   -N                 Create a stream (-n shards, default 1) and wait until it lists its shards.
@@ -79,6 +81,12 @@ Produce options (-P)
                            maxputrow and maxputlen limits also end a batch). A partial batch
                            goes out when the input pauses for half a second.
   -1, --single             One PutRecord per record instead of batches.
+  -K, --key-delimiter DELIM  Each record is KEY DELIM DATA, as in kcat (a record without DELIM
+                           is all data, under -k or a random key); with -C, print records so.
+                             printf 'user-1:login\nuser-2:logout\n' | rxkcat -P -s orders -K :
+  -c, --count N            Send at most N records, then stop reading.
+  --max-record-bytes N     Records over N bytes (default 1048576, the service's limit; up to
+                           10485760 for a raised stream) are reported by line and skipped.
   --progress               The live progress line even when standard error is not a terminal
                            (by default it shows on a terminal only); --no-progress: never.
   Failed records are reported one by one with the library's error text; the summary on
@@ -88,18 +96,25 @@ Produce options (-P)
 Consume options (-C, -G)
   -o, --offset POS         Where to start: beginning (default), end, at:SEQ, after:SEQ, or
                            ts:2026-01-01T00:00:00Z (UTC, optional .fraction). at:/after: need -p.
-  -f, --format FMT         Output per record (default '%s\n'):
-                             %s data   %S data length in bytes   %o sequence number
-                             %p shard  %T stream                 %% a percent sign
-                           and the escapes of -D.
+  -f, --format FMT         Output per record (default '%s\n'), kcat's directives:
+                             %s data, byte for byte   %S data length   %o sequence number
+                             %k partition key         %K key length    %p shard
+                             %t stream                %T arrival time (ms since 1970, UTC)
+                             %% a percent sign; and the escapes of -D.
+  -J, --json               One JSON object per record and line: stream, shard, partitionKey,
+                           sequenceNumber, subSequenceNumber (aggregated records only),
+                           arrivalTime, data (a string when UTF-8, else base64 with
+                           "dataEncoding":"base64").
+                             rxkcat -C -s orders -e -J | jq -r .partitionKey
+  --raw                    Keep records aggregated by the Kinesis Producer Library whole;
+                           by default each user record comes out with its own key.
   -c, --count N            Stop after N records.
   -e, --exit               Exit when every shard has run dry (two empty fetches in a row);
                            without it, keep polling (pausing between empty fetches) until
                            SIGINT or SIGTERM.
   -b, --batch N            Records per fetch (default 10000).
   -q, --sequence SEQ       (-G) The sequence number of the record.
-  Records come out of the library as text cut at their first NUL byte: %s shows the bytes
-  before it, %S the full length. Binary records with NUL bytes don't survive %s.
+  Records come out whole, NUL bytes and all: with -f '%s\0' or -J binary data survives.
 
 Create options (-N)
   -n, --shards N           Number of shards (default 1).
@@ -110,7 +125,10 @@ Exit status
   1  failure: the library or the service failed (its error text is shown), or input/output
      failed; records not yet sent were not sent
   2  usage error: a wrong flag or value, or only one of the two keys
-  3  partial failure: the requests went through but some records were refused
+  3  partial failure: the requests went through but some records were refused or skipped
+     for their size
+  130, 143  stopped by SIGINT, SIGTERM: what was in flight was finished and the summary
+     printed; a second signal, or a request still hanging 5 s later, ends rxkcat at once
 
 Environment
   AWS_REGION, AWS_DEFAULT_REGION, AWS_PROFILE, AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY,

@@ -16,7 +16,8 @@ namespace rxkcat {
     X(ClearListRecord) X(FreeListRecord) X(GetListRecordInfo) X(AddRecordToList)              \
     X(PutRecords) X(GetLastResultPutRecords) X(StartShardIterator) X(NextShardIterator)       \
     X(GetRecordFromIterator) X(PollShardIterator) X(StopShardIterator) X(GetRecord)           \
-    X(GetData) X(GetListStreams) X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy)
+    X(GetData) X(GetListStreams) X(GetListShards) X(GetShardDetails) X(CreateStream) X(Dummy)   \
+    X(ReadShardRecord) X(GetListAllStreams) X(GetShardLineage)
 
 struct LibraryApi {
 #define RXKCAT_DECLARE_EXPORT(name) decltype(&::name) name = nullptr;

@@ -50,14 +50,17 @@ int run(int argc, char** argv) {
         installStopSignals();
         library = loadLibrary(options.libraryPath);
         Session session(*library, options);
-        return runMode(session, options);
+        const ExitStatus status = runMode(session, options);
+        // A stopped run finished what was in flight and printed its summary; a script still
+        // needs to tell it from a run that completed.
+        return stopRequested() ? stoppedRunStatus() : status;
     } catch (const UsageError& error) {
         printError(error.what());
         std::fprintf(stderr, "Try 'rxkcat --help' for the modes, their options and examples.\n");
         return kExitUsage;
     } catch (const ToolError& error) {
         printError(error.what());
-        return error.status();
+        return stopRequested() ? stoppedRunStatus() : error.status();
     } catch (SE_Exception& fault) {
         const char* name = library && library->seExceptionWhat ? library->seExceptionWhat(&fault) : "SE_Exception";
         std::fprintf(stderr, "rxkcat: the library raised %s (code 0x%08X)\n", name, fault.code);

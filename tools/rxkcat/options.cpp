@@ -1,9 +1,11 @@
 #include "options.h"
 
 #include "escapes.h"
+#include "record_limits.h"
 #include "tool_error.h"
 
 #include <getopt.h>
+#include <strings.h>
 
 #include <cctype>
 #include <cerrno>
@@ -24,9 +26,11 @@ enum LongOnly : int {
     kNoProgress,
     kNoWait,
     kQuiet,
+    kRaw,
+    kMaxRecord,
 };
 
-constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:H:D:b:1o:f:c:eq:n:X:r:l:vhV";
+constexpr char kShortOptions[] = ":LPCGNZ:s:p:k:K:H:D:b:1o:f:Jc:eq:n:X:r:l:vhV";
 
 const struct option kLongOptions[] = {
     {"list", no_argument, nullptr, 'L'},
@@ -38,12 +42,16 @@ const struct option kLongOptions[] = {
     {"stream", required_argument, nullptr, 's'},
     {"shard", required_argument, nullptr, 'p'},
     {"key", required_argument, nullptr, 'k'},
+    {"key-delimiter", required_argument, nullptr, 'K'},
+    {"max-record-bytes", required_argument, nullptr, kMaxRecord},
     {"hash-key", required_argument, nullptr, 'H'},
     {"delimiter", required_argument, nullptr, 'D'},
     {"batch", required_argument, nullptr, 'b'},
     {"single", no_argument, nullptr, '1'},
     {"offset", required_argument, nullptr, 'o'},
     {"format", required_argument, nullptr, 'f'},
+    {"json", no_argument, nullptr, 'J'},
+    {"raw", no_argument, nullptr, kRaw},
     {"count", required_argument, nullptr, 'c'},
     {"exit", no_argument, nullptr, 'e'},
     {"sequence", required_argument, nullptr, 'q'},
@@ -145,11 +153,28 @@ StartPosition parseStartPosition(const std::string& text) {
     return position;
 }
 
+// The library reads numbers like atoi ("abc" is 0, which for retry means 1000 attempts): a
+// value its key can't take is refused here, naming the key.
+constexpr const char* kNumericParameters[] = {"retry", "retryattemptshow", "maxputrow", "maxputlen"};
+
+void checkParameterValue(const std::string& key, const std::string& value) {
+    for (const char* numeric : kNumericParameters) {
+        if (strcasecmp(key.c_str(), numeric) != 0) continue;
+        errno = 0;
+        char* end = nullptr;
+        const long long number = std::strtoll(value.c_str(), &end, 10);
+        if (value.empty() || errno != 0 || *end != '\0' || number < INT32_MIN || number > INT32_MAX)
+            throw UsageError("-X " + key + " needs a whole number, got '" + value + "'");
+    }
+}
+
 std::pair<std::string, std::string> parseParameter(const std::string& text) {
     const size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
         throw UsageError("-X/--set needs key=value (e.g. -X retry=3), got '" + text + "'");
-    return {text.substr(0, equals), text.substr(equals + 1)};
+    std::pair<std::string, std::string> parameter{text.substr(0, equals), text.substr(equals + 1)};
+    checkParameterValue(parameter.first, parameter.second);
+    return parameter;
 }
 
 void setMode(Options& options, Mode mode, int code) {
@@ -185,6 +210,13 @@ void applyOption(Options& options, int code, const char* argument) {
     case 's': options.stream = argument; break;
     case 'p': options.shard = argument; break;
     case 'k': options.partitionKey = std::string(argument); break;
+    case 'K':
+        options.keyDelimiter = decodeEscapes(argument, flagName(code));
+        if (options.keyDelimiter->empty()) throw UsageError(flagName(code) + " needs at least one byte");
+        break;
+    case kMaxRecord:
+        options.maxRecordBytes = static_cast<size_t>(parseWholeNumber(argument, code, 1, kMaxRecordBytes));
+        break;
     case 'H': options.explicitHashKey = std::string(argument); break;
     case 'D':
         options.inputDelimiter = decodeEscapes(argument, flagName(code));
@@ -193,7 +225,15 @@ void applyOption(Options& options, int code, const char* argument) {
     case 'b': options.batchSize = static_cast<int>(parseWholeNumber(argument, code, 1, kMaxFetchLimit)); break;
     case '1': options.singlePut = true; break;
     case 'o': options.start = parseStartPosition(argument); break;
-    case 'f': options.format = RecordFormat::parse(argument); break;
+    case 'f':
+        options.format = RecordFormat::parse(argument);
+        options.formatGiven = true;
+        break;
+    case 'J':
+        options.format = RecordFormat::json();
+        options.formatGiven = true;
+        break;
+    case kRaw: options.raw = true; break;
     case 'c': options.recordLimit = parseWholeNumber(argument, code, 1, INT64_MAX); break;
     case 'e': options.exitAtEnd = true; break;
     case 'q': options.sequenceNumber = argument; break;
@@ -308,6 +348,8 @@ Options parseCommandLine(int argc, char** argv) {
     // The service requires a partition key even where an explicit hash key decides the shard.
     if (options.explicitHashKey && !options.partitionKey) options.partitionKey = options.explicitHashKey;
     if (options.mode == Mode::Help || options.mode == Mode::Version) return options;
+    // kcat's -K on the consuming side: the key, the delimiter, then the data.
+    if (options.keyDelimiter && !options.formatGiven) options.format = RecordFormat::keyed(*options.keyDelimiter);
     checkModeArguments(options, operands);
     fillFromEnvironment(options);
     checkClientSettings(options);

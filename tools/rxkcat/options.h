@@ -2,8 +2,10 @@
 #pragma once
 
 #include "record_format.h"
+#include "record_limits.h"
 #include "rxkinesis.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -35,11 +37,15 @@ struct Options {
     int batchSize = 0;  // 0: the mode's default
     bool singlePut = false;
     std::vector<std::string> inputFiles;  // empty: standard input
+    std::optional<std::string> keyDelimiter;  // -K: "key DELIM data" per record (-P), printed so (-C)
+    size_t maxRecordBytes = kDefaultRecordLimitBytes;  // larger records are skipped, never sent
     ProgressDisplay progress = ProgressDisplay::WhenTerminal;
 
     // Consuming and reading.
     StartPosition start;
     RecordFormat format;
+    bool formatGiven = false;  // -f or -J
+    bool raw = false;  // --raw: aggregated records stay whole
     std::optional<int64_t> recordLimit;
     bool exitAtEnd = false;
     std::string sequenceNumber;

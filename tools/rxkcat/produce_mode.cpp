@@ -23,6 +23,7 @@ struct ProduceTotals {
     uint64_t accepted = 0;
     uint64_t failed = 0;
     uint64_t skippedEmpty = 0;
+    uint64_t skippedOversize = 0;
     uint64_t bytes = 0;
     Clock::time_point started = Clock::now();
 
@@ -67,11 +68,11 @@ public:
         : session_(session), api_(session.api()), options_(options), totals_(totals), list_(session),
           batchSize_(static_cast<size_t>(effectiveBatchSize(options))) {}
 
-    void add(const std::string& record, uint64_t number) {
-        int32_t result = append(record);
+    void add(const std::string& record, const char* partitionKey, uint64_t number) {
+        int32_t result = append(record, partitionKey);
         if ((result == RXK_ROW_LIMIT || result == RXK_SIZE_LIMIT) && !pending_.empty()) {
             send();
-            result = append(record);
+            result = append(record, partitionKey);
         }
         switch (result) {
         case RXK_OK:
@@ -115,8 +116,8 @@ private:
         size_t bytes;
     };
 
-    int32_t append(const std::string& record) {
-        return api_.AddRecordToList(session_.client(), list_.id(), optionalText(options_.partitionKey),
+    int32_t append(const std::string& record, const char* partitionKey) {
+        return api_.AddRecordToList(session_.client(), list_.id(), partitionKey,
                                     optionalText(options_.explicitHashKey), record.data(),
                                     static_cast<int32_t>(record.size()));
     }
@@ -159,9 +160,8 @@ private:
 
 // One PutRecord per record: a failure ends the run, since it is the request that failed.
 void putSingle(Session& session, const Options& options, ProduceTotals& totals, const std::string& record,
-               uint64_t number) {
-    const int32_t result = session.api().PutRecord(session.client(), options.stream.c_str(),
-                                                   optionalText(options.partitionKey),
+               const char* partitionKey, uint64_t number) {
+    const int32_t result = session.api().PutRecord(session.client(), options.stream.c_str(), partitionKey,
                                                    optionalText(options.explicitHashKey), record.data(),
                                                    static_cast<int32_t>(record.size()));
     if (result != RXK_OK) {
@@ -187,9 +187,29 @@ void printSummary(const Options& options, const ProduceTotals& totals, bool inte
                  static_cast<unsigned long long>(totals.accepted), options.stream.c_str(),
                  static_cast<unsigned long long>(totals.bytes), static_cast<unsigned long long>(totals.failed),
                  totals.seconds(), totals.recordsPerSecond(), interrupted ? " (stopped by a signal)" : "");
+    if (totals.skippedOversize > 0)
+        std::fprintf(stderr, "rxkcat: %llu records over %zu bytes skipped, not sent (--max-record-bytes)\n",
+                     static_cast<unsigned long long>(totals.skippedOversize), options.maxRecordBytes);
     if (totals.skippedEmpty > 0)
         std::fprintf(stderr, "rxkcat: %llu empty records skipped (the service takes no empty record)\n",
                      static_cast<unsigned long long>(totals.skippedEmpty));
+}
+
+// "line 7" where records are lines, else "record 7".
+std::string recordLabel(const Options& options, uint64_t number) {
+    return (options.inputDelimiter == "\n" ? "line " : "record ") + std::to_string(number);
+}
+
+// With -K the record's key is what precedes the first key delimiter (none there: the record
+// is all data, under -k or a random key); `record` keeps the data.
+std::optional<std::string> takeKey(const Options& options, std::string& record) {
+    if (!options.keyDelimiter) return options.partitionKey;
+    const size_t at = record.find(*options.keyDelimiter);
+    if (at == std::string::npos) return options.partitionKey;
+    std::string key = record.substr(0, at);
+    record.erase(0, at + options.keyDelimiter->size());
+    if (key.empty()) return options.partitionKey;  // the service takes no empty key
+    return key;
 }
 
 }  // namespace
@@ -204,7 +224,8 @@ ExitStatus runProduce(Session& session, const Options& options) {
         if (!options.singlePut) batches.emplace(session, options, totals);
         std::string record;
         uint64_t number = 0;
-        for (;;) {
+        uint64_t taken = 0;
+        while (!options.recordLimit || taken < static_cast<uint64_t>(*options.recordLimit)) {
             const RecordReader::Status status = reader.next(record);
             if (status == RecordReader::Status::Idle) {
                 if (batches) batches->send();  // a quiet input doesn't hold records back
@@ -215,14 +236,23 @@ ExitStatus runProduce(Session& session, const Options& options) {
                 break;
             }
             ++number;
+            const std::optional<std::string> key = takeKey(options, record);
             if (record.empty()) {
                 ++totals.skippedEmpty;
                 continue;
             }
+            if (record.size() > options.maxRecordBytes) {
+                ++totals.skippedOversize;
+                std::fprintf(stderr, "rxkcat: %s skipped: %zu bytes exceed the record limit of %zu bytes\n",
+                             recordLabel(options, number).c_str(), record.size(), options.maxRecordBytes);
+                continue;
+            }
+            ++taken;
+            const char* partitionKey = key ? key->c_str() : nullptr;
             if (batches)
-                batches->add(record, number);
+                batches->add(record, partitionKey, number);
             else
-                putSingle(session, options, totals, record, number);
+                putSingle(session, options, totals, record, partitionKey, number);
             progress.update([&] { return progressText(totals); });
         }
         if (batches) batches->send();
@@ -233,7 +263,7 @@ ExitStatus runProduce(Session& session, const Options& options) {
     }
     progress.finish();
     printSummary(options, totals, interrupted);
-    return totals.failed > 0 ? kExitPartialFailure : kExitOk;
+    return totals.failed > 0 || totals.skippedOversize > 0 ? kExitPartialFailure : kExitOk;
 }
 
 }  // namespace rxkcat

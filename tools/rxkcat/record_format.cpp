@@ -1,6 +1,7 @@
 #include "record_format.h"
 
 #include "escapes.h"
+#include "json_record.h"
 #include "tool_error.h"
 
 #include <cstring>
@@ -11,7 +12,8 @@ namespace {
 
 constexpr char kFormatFlag[] = "-f";
 constexpr char kDefaultFormat[] = "%s\\n";
-constexpr char kKnownDirectives[] = "%s data, %S length, %o sequence number, %p shard, %T stream, %% a percent sign";
+constexpr char kKnownDirectives[] = "%s data, %S length, %k key, %K key length, %o sequence number, %p shard, "
+                                   "%t stream, %T arrival time in ms, %% a percent sign";
 
 }  // namespace
 
@@ -23,7 +25,10 @@ RecordFormat::Field RecordFormat::fieldOf(char directive) {
     case 'S': return Field::Length;
     case 'o': return Field::SequenceNumber;
     case 'p': return Field::Shard;
-    case 'T': return Field::Stream;
+    case 't': return Field::Stream;
+    case 'k': return Field::Key;
+    case 'K': return Field::KeyLength;
+    case 'T': return Field::ArrivalTime;
     default:
         throw UsageError(std::string(kFormatFlag) + ": unknown directive '%" + directive +
                          "' (known: " + kKnownDirectives + ")");
@@ -58,11 +63,21 @@ RecordFormat RecordFormat::parse(const std::string& format) {
     return RecordFormat(std::move(pieces));
 }
 
+RecordFormat RecordFormat::json() { return RecordFormat({{Field::Json, {}}}); }
+
+RecordFormat RecordFormat::keyed(const std::string& keyDelimiter) {
+    return RecordFormat({{Field::Key, {}}, {Field::Literal, keyDelimiter}, {Field::Data, {}}, {Field::Literal, "\n"}});
+}
+
 void RecordFormat::render(const RecordView& record, std::string& out) const {
     for (const Piece& piece : pieces_) {
         switch (piece.field) {
         case Field::Literal: out += piece.literal; break;
-        case Field::Data: out.append(record.text, std::strlen(record.text)); break;
+        case Field::Data: out.append(record.data, static_cast<size_t>(record.length)); break;
+        case Field::Key: out += record.partitionKey; break;
+        case Field::KeyLength: out += std::to_string(std::strlen(record.partitionKey)); break;
+        case Field::ArrivalTime: out += std::to_string(record.arrivalMillis); break;
+        case Field::Json: appendJsonRecord(record, out); break;
         case Field::Length: out += std::to_string(record.length); break;
         case Field::SequenceNumber: out += record.sequenceNumber; break;
         case Field::Shard: out += record.shard; break;

@@ -8,14 +8,16 @@
 
 namespace rxkcat {
 
-// One record as the library handed it out. `text` is the data cut at its first NUL byte;
-// `length` is the record's full length.
+// One record as the library handed it out: its exact bytes and what the service says of it.
 struct RecordView {
     const std::string& stream;
     const std::string& shard;
     const char* sequenceNumber;
-    const char* text;
+    const char* partitionKey;
+    const char* data;
     int32_t length;
+    int64_t arrivalMillis;
+    int64_t subSequenceNumber;  // -1 unless a user record of an aggregated record
 };
 
 class RecordFormat {
@@ -23,12 +25,16 @@ public:
     RecordFormat();  // "%s\n"
     // Throws UsageError naming -f for an unknown directive or escape.
     static RecordFormat parse(const std::string& format);
+    // -J: one JSON object per line.
+    static RecordFormat json();
+    // -K without -f: the key, the delimiter, the data, a newline.
+    static RecordFormat keyed(const std::string& keyDelimiter);
 
     // Appends the rendered record to `out`.
     void render(const RecordView& record, std::string& out) const;
 
 private:
-    enum class Field { Literal, Data, Length, SequenceNumber, Shard, Stream };
+    enum class Field { Literal, Data, Length, SequenceNumber, Shard, Stream, Key, KeyLength, ArrivalTime, Json };
     struct Piece {
         Field field;
         std::string literal;

@@ -9,6 +9,9 @@ namespace rxkcat {
 // take that plus the NUL it always appends, and input records may not grow beyond it.
 constexpr size_t kMaxRecordBytes = 10u * 1024 * 1024;
 
+// The service's record limit unless a stream was raised (--max-record-bytes, up to the above).
+constexpr size_t kDefaultRecordLimitBytes = 1024 * 1024;
+
 // Sequence numbers are at most 128 digits; the library fills this buffer without a length.
 constexpr size_t kSequenceNumberBytes = 1024;
 
