@@ -4,6 +4,8 @@
 //
 //   rxk_bench --workload NAME --stream S [--seconds N] [--records N] [--threads N]
 //             [--record-bytes N] [--shard ID] [--clients N]
+// The puts run for --seconds, or for --records records when it is given (for instruction
+// counts, which want a fixed amount of work).
 // Workloads: batch-put, single-put, poll-read, record-read, prefill, memory-idle,
 // memory-clients, memory-long. The endpoint comes from AWS_ENDPOINT_URL_KINESIS.
 #include <malloc.h>
@@ -32,6 +34,7 @@ struct Options {
     std::string shard = "shardId-000000000000";
     double seconds = 5;
     long records = 100000;
+    bool recordsGiven = false;  // puts then stop after `records` instead of after `seconds`
     int threads = 1;
     int recordBytes = 100;
     int clients = 1000;
@@ -128,11 +131,11 @@ public:
         return sent;
     }
 
-    long singlePut(int client) {
+    long singlePut(int client, long limit) {
         std::vector<char> data(options_.recordBytes, 'a');
         long sent = 0;
         const auto deadline = Clock::now() + std::chrono::duration<double>(options_.seconds);
-        while (Clock::now() < deadline) {
+        while ((limit > 0 ? sent < limit : Clock::now() < deadline)) {
             if (lib_.PutRecord(client, options_.stream.c_str(), "single", nullptr, data.data(),
                                static_cast<int32_t>(data.size())) != 0)
                 failOn(client, "PutRecord");
@@ -209,9 +212,10 @@ public:
 
     Measure run() {
         const std::string& w = options_.workload;
-        if (w == "batch-put") return onThreads([&](int c) { return batchPut(c, options_.seconds, 0); });
+        const long limit = options_.recordsGiven ? options_.records : 0;
+        if (w == "batch-put") return onThreads([&](int c) { return batchPut(c, options_.seconds, limit); });
         if (w == "prefill") return onThreads([&](int c) { return batchPut(c, 0, options_.records); });
-        if (w == "single-put") return onThreads([&](int c) { return singlePut(c); });
+        if (w == "single-put") return onThreads([&](int c) { return singlePut(c, limit); });
         if (w == "poll-read") {
             const int client = newClient();
             return timed([&] { return pollRead(client); });
@@ -273,7 +277,7 @@ Options parseOptions(int argc, char** argv) {
         {"--stream", [&](const char* v) { o.stream = v; }},
         {"--shard", [&](const char* v) { o.shard = v; }},
         {"--seconds", [&](const char* v) { o.seconds = std::atof(v); }},
-        {"--records", [&](const char* v) { o.records = std::atol(v); }},
+        {"--records", [&](const char* v) { o.records = std::atol(v); o.recordsGiven = true; }},
         {"--threads", [&](const char* v) { o.threads = std::atoi(v); }},
         {"--record-bytes", [&](const char* v) { o.recordBytes = std::atoi(v); }},
         {"--clients", [&](const char* v) { o.clients = std::atoi(v); }},

@@ -18,11 +18,6 @@ constexpr char kContentSha256Header[] = "x-amz-content-sha256";
 constexpr char kAuthorizationHeader[] = "authorization";
 constexpr char kTerminator[] = "aws4_request";
 
-Aws::String ToLower(Aws::String text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 bool IsUnreserved(unsigned char c) {
   return std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~';
 }
@@ -119,39 +114,48 @@ Aws::String CanonicalQuery(const Aws::String& query) {
   return canonical;
 }
 
-// Trimmed, with every run of blanks (including folded line breaks) reduced to one space.
-Aws::String CanonicalHeaderValue(const Aws::String& value) {
-  Aws::String out;
-  out.reserve(value.size());
+// Appends the value trimmed, with every run of blanks (including folded line breaks) reduced
+// to one space.
+void AppendCanonicalHeaderValue(Aws::String& out, const Aws::String& value) {
+  const size_t start = out.size();
   bool pendingSpace = false;
   for (char c : value) {
     if (c == ' ' || c == '\t' || c == '\r' || c == '\n') {
-      pendingSpace = !out.empty();
+      pendingSpace = out.size() > start;
       continue;
     }
     if (pendingSpace) out.push_back(' ');
     pendingSpace = false;
     out.push_back(c);
   }
-  return out;
+}
+
+Aws::String LowerCased(const Aws::String& text) {
+  Aws::String lower(text.size(), '\0');
+  for (size_t i = 0; i < text.size(); ++i) {
+    lower[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
+  }
+  return lower;
 }
 
 // Signed headers in canonical order: lower-cased name -> values joined by ','.
 Aws::Vector<std::pair<Aws::String, Aws::String>> CanonicalHeaderList(const SignableRequest& request) {
   Aws::Vector<std::pair<Aws::String, Aws::String>> merged;
+  merged.reserve(request.headers.size());
   for (const auto& header : request.headers) {
-    Aws::String name = ToLower(header.first);
+    Aws::String name = LowerCased(header.first);
     if (SigV4::IsUnsignedHeader(name)) continue;
     auto existing = std::find_if(merged.begin(), merged.end(), [&](const auto& h) { return h.first == name; });
-    const Aws::String value = CanonicalHeaderValue(header.second);
     if (existing == merged.end()) {
-      merged.emplace_back(std::move(name), value);
+      merged.emplace_back(std::move(name), Aws::String());
+      existing = merged.end() - 1;
     } else {
-      existing->second += "," + value;
+      existing->second.push_back(',');
     }
+    AppendCanonicalHeaderValue(existing->second, header.second);
   }
-  std::stable_sort(merged.begin(), merged.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  // Names are unique once merged, so any sort gives the one canonical order.
+  std::sort(merged.begin(), merged.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   return merged;
 }
 
@@ -159,24 +163,32 @@ Aws::Vector<std::pair<Aws::String, Aws::String>> CanonicalHeaderList(const Signa
 Aws::String BuildCanonicalRequest(const SignableRequest& request, bool normalizePath, Aws::String& signedHeaders) {
   const auto headers = CanonicalHeaderList(request);
   Aws::String canonical;
-  canonical.reserve(512);
-  canonical += request.method + "\n";
-  canonical += CanonicalUri(request.path, normalizePath) + "\n";
-  canonical += CanonicalQuery(request.query) + "\n";
+  canonical.reserve(1024);
+  canonical.append(request.method).push_back('\n');
+  canonical.append(CanonicalUri(request.path, normalizePath)).push_back('\n');
+  canonical.append(CanonicalQuery(request.query)).push_back('\n');
   signedHeaders.clear();
   for (const auto& header : headers) {
-    canonical += header.first + ":" + header.second + "\n";
+    canonical.append(header.first).append(1, ':').append(header.second).push_back('\n');
     if (!signedHeaders.empty()) signedHeaders += ';';
     signedHeaders += header.first;
   }
-  canonical += "\n" + signedHeaders + "\n" + request.payloadHash;
+  canonical.append(1, '\n').append(signedHeaders).append(1, '\n').append(request.payloadHash);
   return canonical;
 }
 
+bool EqualsIgnoringCase(const Aws::String& text, const char* lowerCase) {
+  const size_t length = std::char_traits<char>::length(lowerCase);
+  if (text.size() != length) return false;
+  for (size_t i = 0; i < length; ++i) {
+    if (std::tolower(static_cast<unsigned char>(text[i])) != lowerCase[i]) return false;
+  }
+  return true;
+}
+
 bool IsSigningHeader(const Aws::String& name) {
-  const Aws::String lower = ToLower(name);
-  return lower == kDateHeader || lower == kSecurityTokenHeader || lower == kContentSha256Header ||
-         lower == kAuthorizationHeader;
+  return EqualsIgnoringCase(name, kDateHeader) || EqualsIgnoringCase(name, kSecurityTokenHeader) ||
+         EqualsIgnoringCase(name, kContentSha256Header) || EqualsIgnoringCase(name, kAuthorizationHeader);
 }
 
 }  // namespace

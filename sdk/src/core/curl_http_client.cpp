@@ -250,15 +250,14 @@ void CurlHttpClient::Release(Connection* connection) {
   m_poolReady.notify_one();
 }
 
-void CurlHttpClient::ApplyOptions(void* handle, const Aws::String& url, void* headerList,
-                                  const Connection& connection) const {
+void CurlHttpClient::ApplyOptions(void* handle) const {
   CURL* curl = static_cast<CURL*>(handle);
   const Settings& s = m_settings;
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
   curl_easy_setopt(curl, CURLOPT_POST, 1L);
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, connection.requestBody.data());
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(connection.requestBody.size()));
-  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, static_cast<curl_slist*>(headerList));
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnBody);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
+  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, OnProgress);
+  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_TCP_NODELAY, 1L);
@@ -293,7 +292,11 @@ void CurlHttpClient::Post(Connection& connection, const Aws::String& url, const 
                           HttpAttemptResult& result) const {
   result = HttpAttemptResult();
   connection.responseBody.clear();
-  if (connection.curlHandle == nullptr) connection.curlHandle = curl_easy_init();
+  if (connection.curlHandle == nullptr) {
+    // The options that stay the same for every call are set once per handle.
+    connection.curlHandle = curl_easy_init();
+    if (connection.curlHandle != nullptr) ApplyOptions(connection.curlHandle);
+  }
   CURL* curl = static_cast<CURL*>(connection.curlHandle);
   if (curl == nullptr) {
     result.transportError = CURLE_FAILED_INIT;
@@ -308,17 +311,17 @@ void CurlHttpClient::Post(Connection& connection, const Aws::String& url, const 
   }
   TransferContext context{&connection.responseBody, m_responsePadding, &result,
                           LowSpeedWatch(m_settings.lowSpeedLimit, m_settings.lowSpeedTimeSeconds)};
-  // Reset keeps the live connection and the DNS cache, and drops the previous call's
-  // pointers.
-  curl_easy_reset(curl);
-  ApplyOptions(curl, url, headerList.Get(), connection);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnBody);
+  if (connection.url != url) {
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    connection.url = url;
+  }
+  // What points into this call is set anew each time; the header list is freed when it ends.
+  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, connection.requestBody.data());
+  curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(connection.requestBody.size()));
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headerList.Get());
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, &context);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &context);
-  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, OnProgress);
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &context);
-  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
 
   CURLcode code;
   {

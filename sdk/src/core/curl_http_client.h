@@ -32,6 +32,7 @@ struct HttpAttemptResult {
 // A pooled connection and the buffers that go with it.
 struct Connection {
   void* curlHandle = nullptr;
+  Aws::String url;  // the URL the handle was last given (curl copies it)
   Aws::String requestBody;
   // Always has at least `responsePadding` bytes of capacity past its end.
   Aws::String responseBody;
@@ -56,7 +57,8 @@ class CurlHttpClient {
             HttpAttemptResult& result) const;
 
  private:
-  void ApplyOptions(void* handle, const Aws::String& url, void* headerList, const Connection& connection) const;
+  // The options of every call, set once when the handle is made.
+  void ApplyOptions(void* handle) const;
 
   struct Settings {
     long connectTimeoutMs;

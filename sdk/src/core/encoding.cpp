@@ -2,32 +2,81 @@
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <openssl/rand.h>
 #include <openssl/sha.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <random>
 
 namespace Aws {
 namespace Internal {
 
-Sha256Digest Sha256(const void* data, size_t length) {
+namespace {
+
+constexpr size_t kSha256BlockBytes = 64;
+
+// SHA-256 fetched from the provider once: OpenSSL 3's one-shot SHA256() and HMAC() look the
+// algorithm up by name on every call, which costs more than hashing a small request.
+class Sha256Algorithm {
+ public:
+  Sha256Algorithm() : m_fetched(EVP_MD_fetch(nullptr, "SHA256", nullptr)) {}
+  ~Sha256Algorithm() { EVP_MD_free(m_fetched); }
+  Sha256Algorithm(const Sha256Algorithm&) = delete;
+  Sha256Algorithm& operator=(const Sha256Algorithm&) = delete;
+  const EVP_MD* Get() const { return m_fetched != nullptr ? m_fetched : EVP_sha256(); }
+
+ private:
+  EVP_MD* m_fetched;
+};
+
+const EVP_MD* Sha256Md() {
+  static const Sha256Algorithm algorithm;
+  return algorithm.Get();
+}
+
+// The digest of two byte ranges one after the other (the second may be empty).
+Sha256Digest Sha256OfParts(const void* first, size_t firstLength, const void* second, size_t secondLength) {
   Sha256Digest digest;
-  SHA256(static_cast<const unsigned char*>(data), length, digest.data());
+  EVP_MD_CTX* context = EVP_MD_CTX_new();
+  unsigned int digestLength = 0;
+  const bool done = context != nullptr && EVP_DigestInit_ex2(context, Sha256Md(), nullptr) == 1 &&
+                    EVP_DigestUpdate(context, first, firstLength) == 1 &&
+                    EVP_DigestUpdate(context, second, secondLength) == 1 &&
+                    EVP_DigestFinal_ex(context, digest.data(), &digestLength) == 1;
+  EVP_MD_CTX_free(context);
+  if (!done) {
+    // Only an allocation failure gets here; the one-shot path does its own.
+    Aws::String joined(static_cast<const char*>(first), firstLength);
+    joined.append(static_cast<const char*>(second), secondLength);
+    SHA256(reinterpret_cast<const unsigned char*>(joined.data()), joined.size(), digest.data());
+    Wipe(joined);
+  }
   return digest;
 }
 
+}  // namespace
+
+Sha256Digest Sha256(const void* data, size_t length) { return Sha256OfParts(data, length, nullptr, 0); }
+
 void Wipe(void* data, size_t length) { OPENSSL_cleanse(data, length); }
 
+// RFC 2104 over the fetched digest: H((K ^ opad) || H((K ^ ipad) || data)).
 Sha256Digest HmacSha256(const void* key, size_t keyLength, const void* data, size_t length) {
-  Sha256Digest digest;
-  unsigned int digestLength = 0;
-  HMAC(EVP_sha256(), key, static_cast<int>(keyLength), static_cast<const unsigned char*>(data), length,
-       digest.data(), &digestLength);
-  return digest;
+  unsigned char block[kSha256BlockBytes] = {};
+  if (keyLength > kSha256BlockBytes) {
+    const Sha256Digest shortened = Sha256(key, keyLength);
+    std::memcpy(block, shortened.data(), shortened.size());
+  } else if (keyLength > 0) {
+    std::memcpy(block, key, keyLength);
+  }
+  for (unsigned char& b : block) b ^= 0x36;
+  Sha256Digest inner = Sha256OfParts(block, sizeof block, data, length);
+  for (unsigned char& b : block) b ^= 0x36 ^ 0x5c;
+  const Sha256Digest mac = Sha256OfParts(block, sizeof block, inner.data(), inner.size());
+  Wipe(block, sizeof block);
+  Wipe(inner);
+  return mac;
 }
 
 Aws::String HexEncode(const unsigned char* data, size_t length) {
@@ -155,10 +204,14 @@ Aws::String RandomUuid() {
   }
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0f) | 0x40);  // version 4
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3f) | 0x80);  // RFC 4122 variant
-  char text[37];
-  std::snprintf(text, sizeof text, "%02X%02X%02X%02X-%02X%02X-%02X%02X-%02X%02X-%02X%02X%02X%02X%02X%02X", bytes[0],
-                bytes[1], bytes[2], bytes[3], bytes[4], bytes[5], bytes[6], bytes[7], bytes[8], bytes[9], bytes[10],
-                bytes[11], bytes[12], bytes[13], bytes[14], bytes[15]);
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  char text[36];
+  size_t at = 0;
+  for (size_t i = 0; i < sizeof bytes; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
+    text[at++] = kDigits[bytes[i] >> 4];
+    text[at++] = kDigits[bytes[i] & 0x0f];
+  }
   return Aws::String(text, 36);
 }
 

@@ -84,7 +84,15 @@ void JsonWriter::EndArray() {
 
 void JsonWriter::Key(const char* name) {
   BeforeValue();
-  AppendEscaped(m_out, name, std::char_traits<char>::length(name));
+  m_out.push_back('"');
+  m_out.append(name);
+  m_out.append("\":", 2);
+  m_afterKey = true;
+}
+
+void JsonWriter::Key(const Aws::String& name) {
+  BeforeValue();
+  AppendEscaped(m_out, name.data(), name.size());
   m_out.push_back(':');
   m_afterKey = true;
 }

@@ -18,8 +18,10 @@ class JsonWriter {
   void EndObject();
   void BeginArray();
   void EndArray();
-  // Starts a member; the value call that follows completes it.
+  // Starts a member; the value call that follows completes it. A name of ours (a plain
+  // identifier) goes out as it is, without the escaping scan that a name from a caller gets.
   void Key(const char* name);
+  void Key(const Aws::String& name);
 
   void String(const Aws::String& value);
   void Integer(int64_t value);

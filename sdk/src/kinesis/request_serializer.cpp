@@ -164,7 +164,7 @@ void SerializeRequest(const CreateStreamRequest& request, Aws::String& body) {
     json.Key("Tags");
     json.BeginObject();
     for (const auto& tag : request.GetTags()) {
-      json.Key(tag.first.c_str());
+      json.Key(tag.first);
       json.String(tag.second);
     }
     json.EndObject();

@@ -203,13 +203,24 @@ void ReadRecord(const object& source, Record& record) {
   }
 }
 
+// One pass over the members, as for a record: an answer holds an entry per record sent.
 PutRecordsResultEntry ReadPutRecordsResultEntry(const object& source) {
   PutRecordsResultEntry entry;
   Aws::String text;
-  if (ReadString(source, "SequenceNumber", text)) entry.SetSequenceNumber(std::move(text));
-  if (ReadString(source, "ShardId", text)) entry.SetShardId(std::move(text));
-  if (ReadString(source, "ErrorCode", text)) entry.SetErrorCode(std::move(text));
-  if (ReadString(source, "ErrorMessage", text)) entry.SetErrorMessage(std::move(text));
+  for (const simdjson::dom::key_value_pair field : source) {
+    const element& value = field.value;
+    if (value.is_null()) continue;
+    const std::string_view key = field.key;
+    if (key == "SequenceNumber") {
+      if (!entry.SequenceNumberHasBeenSet() && StringOf(value, text)) entry.SetSequenceNumber(std::move(text));
+    } else if (key == "ShardId") {
+      if (!entry.ShardIdHasBeenSet() && StringOf(value, text)) entry.SetShardId(std::move(text));
+    } else if (key == "ErrorCode") {
+      if (!entry.ErrorCodeHasBeenSet() && StringOf(value, text)) entry.SetErrorCode(std::move(text));
+    } else if (key == "ErrorMessage") {
+      if (!entry.ErrorMessageHasBeenSet() && StringOf(value, text)) entry.SetErrorMessage(std::move(text));
+    }
+  }
   return entry;
 }
 
