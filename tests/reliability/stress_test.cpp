@@ -35,9 +35,11 @@ TEST(Stress, ManyThreadsOverSeveralClientsLoseAndDoubleNothing) {
     Library& lib = sharedLibrary();
     lib.InitLogEventCallBack(quietSink, nullptr);
     lib.InititializeInterface();
+    // Batches for the readers, then empty ones, after which a poll ends.
     FaultEndpoint endpoint(R"({"streams":[{"name":"stress","shards":3}],"rules":[
         {"operation":"PutRecords","answer":{"fail_records":{"key_prefix":"fail-"}}},
-        {"operation":"GetRecords","answer":{"records":[{"data":"one"},{"data":"two"}],"next_iterator":"it-1","delay_ms":5}}]})");
+        {"operation":"GetRecords","times":100,"answer":{"records":[{"data":"one"},{"data":"two"}],"next_iterator":"it-1","delay_ms":5}},
+        {"operation":"GetRecords","answer":{"builtin":true,"delay_ms":5}}]})");
     std::vector<int32_t> clients;
     {
         ServiceEnvironment environment(endpoint.endpoint(), ServiceEnvironment::SdkRetries::Off);
