@@ -1,8 +1,9 @@
 // The SDK layer as the host meets it through the exports. Against the fault endpoint, its
-// protocol and errors: the words a failure leaves in the last-error text, which answers are retried, how
-// often and after how long, timeouts, dropped and reset connections, keep-alive and the
-// connection pool. Wrong numbers here mean duplicate writes, a bad request hammered for 25 s, a
-// hung host thread, or a throttled write given up at once.
+// protocol and errors: the words a failure leaves in the last-error text, which answers are
+// retried, how often and after how long, timeouts, dropped and reset connections, keep-alive and
+// the connection pool. Wrong numbers here mean duplicate writes, a bad request hammered for 25 s,
+// a hung host thread, or a throttled write given up at once. Against the emulator, the seven
+// operations it uses.
 #include "fault_endpoint.h"
 #include "kinesalite.h"
 #include "library.h"
