@@ -91,7 +91,7 @@ long residentKilobytes() {
 // A leak of one client or one SDK start per cycle would show as megabytes; under ASan the leak
 // checker counts at the child's exit instead. Each unload puts the host's SIGSEGV handler back.
 int loadUseUnloadCycles() {
-    long afterWarmUp = 0;
+    [[maybe_unused]] long afterWarmUp = 0;  // unread under ASan, whose leak checker counts instead
     struct sigaction hosts {}, segv {};
     sigaction(SIGSEGV, nullptr, &hosts);
     for (int cycle = 0; cycle < 60; ++cycle) {
