@@ -77,7 +77,7 @@ TEST_F(EmulatorReading, DataIsTextUpToTheFirstNulWithTheWholeLength) {
     for (int value = 0; value < 256; ++value) rows.push_back({std::string(1, static_cast<char>(value)), std::string(value > 0, static_cast<char>(value))});
     Reading reading = seeded("");
     std::vector<std::string> sequences;
-    for (const auto& row : rows) sequences.push_back(kinesalite.putRecord(reading.stream, row.first).sequenceNumber);
+    for (const auto& row : rows) sequences.push_back(kinesalite.putRecord(reading.stream, row.first));
     const char* stream = reading.stream.c_str();
     ASSERT_EQ(connector().StartShardIterator(client.id(), stream, kShard0, nullptr, 1000, RXK_TRIM_HORIZON), RXK_OK);
     for (std::size_t i = 0; i < rows.size(); ++i) {

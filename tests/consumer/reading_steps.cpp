@@ -80,7 +80,7 @@ void runStep(Reading& r, const std::string& token) {
                                     : data.text() == text && length == static_cast<std::int32_t>(text.size()) && data.intactAfterText());
             break;
         }
-        case '+': r.sequenceOf[rest] = r.kinesalite->putRecord(stream, rest).sequenceNumber; break;
+        case '+': r.sequenceOf[rest] = r.kinesalite->putRecord(stream, rest); break;
         case '~': library.InitLogEventCallBack(nullptr, nullptr); break;
         default: FAIL() << "unknown step";
     }

@@ -79,7 +79,7 @@ TEST(FaultHandlers, HostFaultsReachTheHostsEarlierHandler) {
         SCOPED_TRACE(c.name);
         const ChildRun run = runInChild([&c] {
             setDisposition(c.signal, c.plain, c.info);
-            Library library(Library::Unload::Never);
+            Library library(libraryPathFromEnvironment(), Library::Unload::Never);
             std::thread([&] {
                 if (c.translator) library.InititializeInterface();
                 c.fault();
@@ -102,7 +102,7 @@ TEST(FaultHandlers, UnloadPutsBackWhatTheHostHad) {
              for (int i = 0; i < 4; ++i) before[i] = disposition(kTranslatedSignals[i]);
              std::string wrong;
              {
-                 Library library(Library::Unload::OnDestruction);
+                 Library library(libraryPathFromEnvironment(), Library::Unload::OnDestruction);
                  for (int i = 0; i < 4; ++i) wrong += disposition(kTranslatedSignals[i]) == before[i] ? "not installed; " : "";
              }
              for (int i = 0; i < 4; ++i) wrong += disposition(kTranslatedSignals[i]) != before[i] ? "not put back; " : "";
@@ -111,13 +111,13 @@ TEST(FaultHandlers, UnloadPutsBackWhatTheHostHad) {
          }},
         {"a handler set after loading stays", [] {
              const auto bus = disposition(SIGBUS);
-             { Library library(Library::Unload::OnDestruction); setDisposition(SIGSEGV, hostLaterHandler); }
+             { Library library(libraryPathFromEnvironment(), Library::Unload::OnDestruction); setDisposition(SIGSEGV, hostLaterHandler); }
              const bool kept = disposition(SIGSEGV) == std::pair<void*, bool>{reinterpret_cast<void*>(hostLaterHandler), false};
              return std::string(kept ? "" : "later handler lost; ") + (disposition(SIGBUS) == bus ? "" : "SIGBUS not put back");
          }},
         {"a library loaded again translates again", [] {
-             { Library first(Library::Unload::OnDestruction); }
-             Library library(Library::Unload::Never);
+             { Library first(libraryPathFromEnvironment(), Library::Unload::OnDestruction); }
+             Library library(libraryPathFromEnvironment(), Library::Unload::Never);
              std::string arrival = "nothing";
              std::thread([&] {
                  library.InititializeInterface();

@@ -14,37 +14,18 @@
 
 namespace rxk::test {
 
-namespace {
-
 constexpr int kStartMillis = 15000;
 
-// After fork only exec-safe calls: everything is prepared before.
-[[noreturn]] void runChild(pid_t parent, int output, char* const* argv) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != parent) ::_exit(1);
-    sigset_t none;
-    sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::dup2(output, STDOUT_FILENO);
-    ::execvp(argv[0], argv);
-    ::_exit(127);
-}
-
 // Reads standard output up to the first line break; the port from its "port=<P>".
-int readPort(int output) {
+static int readPort(int output) {
     std::string seen;
     char chunk[256];
     pollfd ready{output, POLLIN, 0};
-    while (seen.find('\n') == std::string::npos && ::poll(&ready, 1, kStartMillis) > 0) {
-        const ssize_t got = ::read(output, chunk, sizeof chunk);
-        if (got <= 0) break;
-        seen.append(chunk, static_cast<std::size_t>(got));
-    }
+    for (ssize_t got = 1; got > 0 && seen.find('\n') == std::string::npos && ::poll(&ready, 1, kStartMillis) > 0;)
+        if ((got = ::read(output, chunk, sizeof chunk)) > 0) seen.append(chunk, static_cast<std::size_t>(got));
     const auto mark = seen.find("port=");
     return mark == std::string::npos ? 0 : std::atoi(seen.c_str() + mark + 5);
 }
-
-}  // namespace
 
 PortProcess::PortProcess(const std::vector<std::string>& argv, const std::string& what) {
     std::vector<char*> args;
@@ -53,8 +34,16 @@ PortProcess::PortProcess(const std::vector<std::string>& argv, const std::string
     int pipeEnds[2];
     if (::pipe2(pipeEnds, O_CLOEXEC) != 0) throw std::runtime_error(what + ": pipe: " + std::strerror(errno));
     const pid_t parent = ::getpid();
-    pid_ = ::fork();
-    if (pid_ == 0) runChild(parent, pipeEnds[1], args.data());
+    sigset_t none;
+    sigemptyset(&none);
+    if ((pid_ = ::fork()) == 0) {  // from here on only exec-safe calls: everything is prepared before
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) ::_exit(1);
+        ::sigprocmask(SIG_SETMASK, &none, nullptr);
+        ::dup2(pipeEnds[1], STDOUT_FILENO);
+        ::execvp(args[0], args.data());
+        ::_exit(127);
+    }
     ::close(pipeEnds[1]);
     output_ = pipeEnds[0];
     port_ = pid_ > 0 ? readPort(output_) : 0;
@@ -71,14 +60,11 @@ PortProcess::~PortProcess() { stop(); }
 
 // Both helpers end on SIGTERM at once; a hung one is the test's timeout to report.
 void PortProcess::stop() {
-    if (pid_ > 0) {
-        ::kill(pid_, SIGTERM);
-        while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-        }
+    if (pid_ > 0) ::kill(pid_, SIGTERM);
+    while (pid_ > 0 && ::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
     }
-    pid_ = -1;
     if (output_ >= 0) ::close(output_);
-    output_ = -1;
+    pid_ = output_ = -1;
 }
 
 }  // namespace rxk::test

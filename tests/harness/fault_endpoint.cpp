@@ -36,20 +36,9 @@ SeenRequest seenRequest(simdjson::dom::element entry) {
 
 }  // namespace
 
-std::string SeenRequest::header(const std::string& lowerName) const {
-    const auto it = headers.find(lowerName);
-    return it == headers.end() ? std::string() : it->second;
-}
-
 FaultEndpoint::FaultEndpoint(const std::string& script) : process_({toolPath()}, "rxkfault") {
     if (script != "{}") load(script);
 }
-
-FaultEndpoint::~FaultEndpoint() = default;
-
-int FaultEndpoint::port() const { return process_.port(); }
-
-std::string FaultEndpoint::endpoint() const { return "http://127.0.0.1:" + std::to_string(port()); }
 
 std::string FaultEndpoint::control(const std::string& method, const std::string& path, const std::string& body,
                                    int* status) const {
@@ -69,11 +58,6 @@ std::string FaultEndpoint::tryLoad(const std::string& script) {
     return parser.parse(answer)["error"].get_string().get(error) == simdjson::SUCCESS ? std::string(error) : answer;
 }
 
-void FaultEndpoint::load(const std::string& script) {
-    const std::string error = tryLoad(script);
-    if (!error.empty()) throw std::runtime_error(error);
-}
-
 std::vector<SeenRequest> FaultEndpoint::requests(const std::string& operation) const {
     const std::string answer = control("GET", operation.empty() ? "requests" : "requests?operation=" + operation);
     simdjson::dom::parser parser;
@@ -83,19 +67,11 @@ std::vector<SeenRequest> FaultEndpoint::requests(const std::string& operation) c
     return seen;
 }
 
-int FaultEndpoint::count(const std::string& operation) const {
+int FaultEndpoint::stat(const std::string& pointer) const {
     simdjson::dom::parser parser;
-    const simdjson::dom::element stats = parser.parse(control("GET", "stats")).value();
-    if (operation.empty()) return number(stats, "requests");
-    int64_t count = 0;
-    return stats["operations"][operation].get_int64().get(count) == simdjson::SUCCESS ? static_cast<int>(count) : 0;
+    int64_t value = 0;
+    return parser.parse(control("GET", "stats")).at_pointer(pointer).get_int64().get(value) == simdjson::SUCCESS ? static_cast<int>(value) : 0;
 }
 
-void FaultEndpoint::clear() { control("DELETE", "requests"); }
-
-int FaultEndpoint::connections() const {
-    simdjson::dom::parser parser;
-    return number(parser.parse(control("GET", "stats")).value(), "connections");
-}
 
 }  // namespace rxk::test

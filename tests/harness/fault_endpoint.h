@@ -5,6 +5,7 @@
 #include "child_process.h"
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,7 @@ struct SeenRequest {
     std::string body;
     std::vector<SentRecord> records;             // PutRecords and PutRecord only
 
-    std::string header(const std::string& lowerName) const;  // "" when absent
+    std::string header(const std::string& lowerName) const { return headers.count(lowerName) ? headers.at(lowerName) : ""; }
 };
 
 // A running rxkfault process on a free port, killed on destruction. The binary is
@@ -31,22 +32,25 @@ struct SeenRequest {
 class FaultEndpoint {
 public:
     explicit FaultEndpoint(const std::string& script = "{}");  // throws std::runtime_error on failure
-    ~FaultEndpoint();
 
-    int port() const;
-    std::string endpoint() const;  // "http://127.0.0.1:<port>"
+    int port() const { return process_.port(); }
+    std::string endpoint() const { return "http://127.0.0.1:" + std::to_string(port()); }
 
-    void load(const std::string& script);           // throws with the tool's error text
     std::string tryLoad(const std::string& script);  // "" on success, else the error text
+    void load(const std::string& script) {           // throws with the tool's error text
+        if (const std::string error = tryLoad(script); !error.empty()) throw std::runtime_error(error);
+    }
 
     std::vector<SeenRequest> requests(const std::string& operation = "") const;
-    int count(const std::string& operation = "") const;
-    void clear();  // DELETE /_rxkfault/requests
-    int connections() const;
+    // Requests since the start or the last clear(), of `operation` or all; connections that carried one.
+    int count(const std::string& operation = "") const { return stat(operation.empty() ? "/requests" : "/operations/" + operation); }
+    int connections() const { return stat("/connections"); }
+    void clear() { control("DELETE", "requests"); }
 
 private:
     std::string control(const std::string& method, const std::string& path, const std::string& body = "",
                         int* status = nullptr) const;
+    int stat(const std::string& pointer) const;  // a number of the stats at a JSON pointer; 0 when absent
 
     PortProcess process_;
 };

@@ -23,13 +23,4 @@ HttpResponse httpRequest(const std::string& endpoint, const std::string& method,
     return {result->status, result->body, ""};
 }
 
-HttpResponse kinesisPost(const std::string& endpoint, const std::string& operation, const std::string& body) {
-    return httpRequest(endpoint, "POST", "/", body,
-                       {{"X-Amz-Target", "Kinesis_20131202." + operation},
-                        {"Content-Type", "application/x-amz-json-1.1"},
-                        {"Authorization", "AWS4-HMAC-SHA256 Credential=test/20260101/us-east-1/kinesis/aws4_request, "
-                                          "SignedHeaders=host, Signature=00"},
-                        {"X-Amz-Date", "20260101T000000Z"}});
-}
-
 }  // namespace rxk::test

@@ -22,7 +22,4 @@ HttpResponse httpRequest(const std::string& endpoint, const std::string& method,
                          const std::string& body = "", const std::map<std::string, std::string>& headers = {},
                          Millis timeout = Millis(5000));
 
-// POSTs `body` as Kinesis_20131202.<operation>, as an unsigned client would: the emulator's own view.
-HttpResponse kinesisPost(const std::string& endpoint, const std::string& operation, const std::string& body);
-
 }  // namespace rxk::test

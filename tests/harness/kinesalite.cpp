@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -25,11 +24,9 @@ constexpr const char* kLauncherScript =
     "server.listen(0, '127.0.0.1', () => console.log('port=' + server.address().port));";
 
 std::string kinesaliteModule() {
-    const char* dir = std::getenv("RXK_SOURCE_DIR");
-    const std::string source = dir != nullptr && *dir != '\0' ? dir : RXK_HARNESS_SOURCE_DIR;
-    if (::access((source + "/node_modules/kinesalite/index.js").c_str(), R_OK) != 0)
-        throw std::runtime_error("kinesalite: not found in " + source + "/node_modules: run `npm ci` there");
-    return source + "/node_modules/kinesalite";
+    if (::access(RXK_HARNESS_SOURCE_DIR "/node_modules/kinesalite/index.js", R_OK) != 0)
+        throw std::runtime_error("kinesalite: not found in " RXK_HARNESS_SOURCE_DIR "/node_modules: run `npm ci` there");
+    return RXK_HARNESS_SOURCE_DIR "/node_modules/kinesalite";
 }
 
 // A JSON string; stream names, keys and base64 need no escapes but quotes and backslashes.
@@ -39,31 +36,26 @@ std::string jsonText(const std::string& text) {
     return out + "\"";
 }
 
-const HttpResponse& requireOk(const HttpResponse& response, const std::string& what) {
-    if (response.ok()) return response;
+// The answer's body; throws naming `what` when the call failed.
+std::string requireOk(const HttpResponse& response, const std::string& what) {
+    if (response.ok()) return response.body;
     throw std::runtime_error("kinesalite: " + what + " failed: " +
                              (response.status == 0 ? response.error : std::to_string(response.status) + " " + response.body));
-}
-
-simdjson::dom::element answerOf(const HttpResponse& response, simdjson::dom::parser& parser, const std::string& what) {
-    return parser.parse(requireOk(response, what).body).value();
 }
 
 }  // namespace
 
 Kinesalite::Kinesalite() : process_({"node", "-e", kLauncherScript, kinesaliteModule()}, "kinesalite") {}
 
-std::string Kinesalite::endpoint() const { return "http://127.0.0.1:" + std::to_string(port()); }
+std::string Kinesalite::endpoint() const { return "http://127.0.0.1:" + std::to_string(process_.port()); }
 
-// Unsigned: the emulator only wants the signing headers present.
-HttpResponse Kinesalite::call(const std::string& operation, const std::string& jsonBody) const {
-    return httpRequest(endpoint(), "POST", "/", jsonBody,
-                       {{"Content-Type", "application/x-amz-json-1.1"},
-                        {"X-Amz-Target", "Kinesis_20131202." + operation},
-                        {"X-Amz-Date", "20260101T000000Z"},
-                        {"Authorization", "AWS4-HMAC-SHA256 Credential=AKID/20260101/us-east-1/kinesis/aws4_request, "
-                                          "SignedHeaders=host, Signature=00"}},
-                       Millis(2000));
+HttpResponse kinesisPost(const std::string& endpoint, const std::string& operation, const std::string& body) {
+    return httpRequest(endpoint, "POST", "/", body,
+                       {{"X-Amz-Target", "Kinesis_20131202." + operation},
+                        {"Content-Type", "application/x-amz-json-1.1"},
+                        {"Authorization", "AWS4-HMAC-SHA256 Credential=test/20260101/us-east-1/kinesis/aws4_request, "
+                                          "SignedHeaders=host, Signature=00"},
+                        {"X-Amz-Date", "20260101T000000Z"}});
 }
 
 void Kinesalite::createStream(const std::string& name, int shardCount) const {
@@ -71,7 +63,8 @@ void Kinesalite::createStream(const std::string& name, int shardCount) const {
     const std::string stream = "{\"StreamName\":" + jsonText(name);
     requireOk(call("CreateStream", stream + ",\"ShardCount\":" + std::to_string(shardCount) + "}"), "CreateStream " + name);
     for (const auto deadline = std::chrono::steady_clock::now() + kActiveTimeout; std::chrono::steady_clock::now() < deadline;) {
-        const auto description = answerOf(call("DescribeStream", stream + "}"), parser, "DescribeStream " + name);
+        const std::string body = requireOk(call("DescribeStream", stream + "}"), "DescribeStream " + name);
+        const auto description = parser.parse(body).value();
         if (description["StreamDescription"]["StreamStatus"].get_string().value() == "ACTIVE") return;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
@@ -89,8 +82,8 @@ std::vector<std::string> Kinesalite::shardIds(const std::string& stream) const {
     simdjson::dom::parser parser;
     for (bool more = true; more;) {
         const std::string after = ids.empty() ? "" : ",\"ExclusiveStartShardId\":" + jsonText(ids.back());
-        const auto answer = answerOf(call("DescribeStream", "{\"StreamName\":" + jsonText(stream) + after + "}"), parser,
-                                     "DescribeStream " + stream);
+        const std::string body = requireOk(call("DescribeStream", "{\"StreamName\":" + jsonText(stream) + after + "}"), "DescribeStream " + stream);
+        const auto answer = parser.parse(body).value();
         const std::size_t before = ids.size();
         const simdjson::dom::array shards = answer["StreamDescription"]["Shards"].get_array().value();
         for (const simdjson::dom::element shard : shards) ids.emplace_back(shard["ShardId"].get_string().value());
@@ -99,14 +92,12 @@ std::vector<std::string> Kinesalite::shardIds(const std::string& stream) const {
     return ids;
 }
 
-Kinesalite::PutResult Kinesalite::putRecord(const std::string& stream, const std::string& data,
-                                            const std::string& partitionKey) const {
+std::string Kinesalite::putRecord(const std::string& stream, const std::string& data, const std::string& partitionKey) const {
     simdjson::dom::parser parser;
-    const auto answer = answerOf(call("PutRecord", "{\"StreamName\":" + jsonText(stream) + ",\"Data\":" +
-                                                       jsonText(base64Encode(data)) + ",\"PartitionKey\":" +
-                                                       jsonText(partitionKey) + "}"),
-                                 parser, "PutRecord to " + stream);
-    return {std::string(answer["ShardId"].get_string().value()), std::string(answer["SequenceNumber"].get_string().value())};
+    const std::string body = "{\"StreamName\":" + jsonText(stream) + ",\"Data\":" + jsonText(base64Encode(data)) +
+                             ",\"PartitionKey\":" + jsonText(partitionKey) + "}";
+    const std::string answer = requireOk(call("PutRecord", body), "PutRecord to " + stream);
+    return std::string(parser.parse(answer)["SequenceNumber"].get_string().value());
 }
 
 Kinesalite& sharedKinesalite() {

@@ -10,17 +10,20 @@
 
 namespace rxk::test {
 
+// POSTs `body` as Kinesis_20131202.<operation>, as an unsigned client would (the emulator only
+// wants the signing headers present): the emulator's own view.
+HttpResponse kinesisPost(const std::string& endpoint, const std::string& operation, const std::string& body);
+
 class Kinesalite {
 public:
     // Starts the emulator and waits until it listens (bounded); throws std::runtime_error with
     // the reason (node or kinesalite missing: run `npm ci`; no port in time; early exit).
     Kinesalite();
 
-    int port() const { return process_.port(); }
     std::string endpoint() const;  // "http://127.0.0.1:<port>"
 
     // One Kinesis call to the emulator.
-    HttpResponse call(const std::string& operation, const std::string& jsonBody) const;
+    HttpResponse call(const std::string& operation, const std::string& jsonBody) const { return kinesisPost(endpoint(), operation, jsonBody); }
 
     // Creates a stream and waits (bounded) until it is ACTIVE; throws on failure.
     void createStream(const std::string& name, int shardCount = 1) const;
@@ -28,13 +31,9 @@ public:
     std::string createUniqueStream(const std::string& prefix = "rxk", int shardCount = 1) const;
     std::vector<std::string> shardIds(const std::string& stream) const;
 
-    struct PutResult {
-        std::string shardId;
-        std::string sequenceNumber;
-    };
-    // Writes one record straight to the emulator (not through the library); throws on failure.
-    PutResult putRecord(const std::string& stream, const std::string& data,
-                        const std::string& partitionKey = "pk") const;
+    // Writes one record straight to the emulator (not through the library) and returns its
+    // sequence number; throws on failure.
+    std::string putRecord(const std::string& stream, const std::string& data, const std::string& partitionKey = "pk") const;
 
 private:
     PortProcess process_;

@@ -3,22 +3,37 @@
 #include <dlfcn.h>
 
 #include <cstdlib>
+#include <mutex>
 #include <stdexcept>
 
 namespace rxk::test {
 
 namespace {
 
-struct Lines {
+// The lines kept, [0] of the log and [1] of the trace. Never destroyed, so that a sink called
+// during static destruction of another object still works.
+struct Kept {
     std::mutex mutex;
-    std::vector<LogLine> lines;
+    std::vector<LogLine> lines[2];
 };
+Kept& kept() {
+    static auto* kept = new Kept;
+    return *kept;
+}
 
-// Never destroyed, so that a sink called during static destruction of another object still works.
-Lines& linesOf(bool trace) {
-    static auto* log = new Lines;
-    static auto* traces = new Lines;
-    return trace ? *traces : *log;
+void keep(bool trace, const char* text, std::int32_t length) {
+    std::lock_guard<std::mutex> lock(kept().mutex);
+    kept().lines[trace].push_back({text != nullptr ? text : "", length});
+}
+
+std::vector<LogLine> linesKept(bool trace) {
+    std::lock_guard<std::mutex> lock(kept().mutex);
+    return kept().lines[trace];
+}
+
+std::optional<std::string> currentValue(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
 void assign(const std::string& name, const std::optional<std::string>& value) {
@@ -33,15 +48,11 @@ std::string libraryPathFromEnvironment() {
     return path != nullptr ? path : "";
 }
 
-Library::Library(Unload unload) : Library(libraryPathFromEnvironment(), unload) {}
-
-Library::Library(const std::string& path, Unload unload) : path_(path), unload_(unload) { load(); }
-
 Library::~Library() {
     if (handle_ != nullptr && unload_ == Unload::OnDestruction) ::dlclose(handle_);
 }
 
-void Library::load() {
+Library::Library(const std::string& path, Unload unload) : path_(path), unload_(unload) {
     if (path_.empty())
         throw std::runtime_error("RXK_LIBRARY is not set: run the test through ctest, or set it to the path "
                                  "of librxkinesis.so");
@@ -62,42 +73,29 @@ void Library::load() {
 void* Library::symbol(const char* name) const { return ::dlsym(handle_, name); }
 
 Library& sharedLibrary() {
-    static Library library(Library::Unload::Never);
+    static Library library(libraryPathFromEnvironment(), Library::Unload::Never);
     return library;
 }
 
-void captureLine(bool trace, const char* text, std::int32_t length) {
-    std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
-    linesOf(trace).lines.push_back({text != nullptr ? text : "", length});
-}
+void LogCapture::logSink(const char* text, std::int32_t length) { keep(false, text, length); }
+void LogCapture::traceSink(const char* text, std::int32_t length) { keep(true, text, length); }
+std::vector<LogLine> LogCapture::logLines() { return linesKept(false); }
 
-std::vector<LogLine> capturedLines(bool trace) {
-    std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
-    return linesOf(trace).lines;
-}
-
-std::vector<std::string> capturedTexts(bool trace) {
+std::vector<std::string> LogCapture::texts(bool trace) {
     std::vector<std::string> texts;
-    for (LogLine& line : capturedLines(trace)) texts.push_back(std::move(line.text));
+    for (LogLine& line : linesKept(trace)) texts.push_back(std::move(line.text));
     return texts;
 }
 
-bool captured(bool trace, const std::string& fragment) {
-    for (const std::string& text : capturedTexts(trace))
+bool LogCapture::contains(bool trace, const std::string& fragment) {
+    for (const std::string& text : texts(trace))
         if (text.find(fragment) != std::string::npos) return true;
     return false;
 }
 
-void forgetCapturedLines() {
-    for (const bool trace : {false, true}) {
-        std::lock_guard<std::mutex> lock(linesOf(trace).mutex);
-        linesOf(trace).lines.clear();
-    }
-}
-
-std::optional<std::string> currentValue(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+void LogCapture::reset() {
+    std::lock_guard<std::mutex> lock(kept().mutex);
+    for (auto& lines : kept().lines) lines.clear();
 }
 
 EnvVar::EnvVar(std::string name, const std::optional<std::string>& value)
@@ -118,14 +116,7 @@ ServiceEnvironment::ServiceEnvironment(const std::string& endpoint, SdkRetries r
         {"AWS_SHARED_CREDENTIALS_FILE", "/dev/null"},
         {"AWS_RETRY_MODE", once ? std::optional<std::string>("standard") : std::nullopt},
         {"AWS_MAX_ATTEMPTS", once ? std::optional<std::string>("1") : std::nullopt}};
-    for (const auto& [name, value] : settings) {
-        previous_.emplace_back(name, currentValue(name));
-        assign(name, value);
-    }
-}
-
-ServiceEnvironment::~ServiceEnvironment() {
-    for (auto it = previous_.rbegin(); it != previous_.rend(); ++it) assign(it->first, it->second);
+    for (const auto& [name, value] : settings) variables_.emplace_back(name, value);
 }
 
 }  // namespace rxk::test

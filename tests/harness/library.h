@@ -6,13 +6,15 @@
 #include <rxkinesis.h>
 
 #include <cstdint>
-#include <mutex>
+#include <list>
 #include <optional>
-#include <type_traits>
 #include <string>
 #include <vector>
 
 namespace rxk::test {
+
+// Path of the library under test from $RXK_LIBRARY ("" if unset).
+std::string libraryPathFromEnvironment();
 
 // Every export of include/rxkinesis.h, once; the loader resolves each of them.
 #define RXK_FOR_EACH_EXPORT(X)                                                                     \
@@ -29,15 +31,13 @@ class Library {
 public:
     enum class Unload { OnDestruction, Never };
 
-    // Loads the library named by $RXK_LIBRARY; throws std::runtime_error naming what is wrong
-    // (variable unset, dlopen failure, missing export).
-    explicit Library(Unload unload = Unload::OnDestruction);
-    Library(const std::string& path, Unload unload = Unload::OnDestruction);
+    // Loads the library at `path`, by default the one named by $RXK_LIBRARY; throws
+    // std::runtime_error naming what is wrong (variable unset, dlopen failure, missing export).
+    explicit Library(const std::string& path = libraryPathFromEnvironment(), Unload unload = Unload::OnDestruction);
     ~Library();
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 
-    const std::string& path() const { return path_; }
     // Any symbol of the library (nullptr if absent).
     void* symbol(const char* name) const;
 
@@ -46,8 +46,6 @@ public:
 #undef RXK_DECLARE_EXPORT_POINTER
 
 private:
-    void load();
-
     std::string path_;
     Unload unload_;
     void* handle_ = nullptr;
@@ -57,8 +55,6 @@ private:
 // state (started flag, client table) then lives exactly as long as it would in the host.
 Library& sharedLibrary();
 
-// Path of the library under test from $RXK_LIBRARY ("" if unset).
-std::string libraryPathFromEnvironment();
 
 // One line a sink received: the text (up to its NUL) and the length argument as given.
 struct LogLine {
@@ -68,27 +64,22 @@ struct LogLine {
 
 // Log and trace sinks for InitLogEventCallBack that keep every line; thread-safe.
 //   lib.InitLogEventCallBack(LogCapture::logSink, LogCapture::traceSink);
-// The two kinds of lines the sinks keep: false for the log, true for the trace.
-void captureLine(bool trace, const char* text, std::int32_t length);
-std::vector<LogLine> capturedLines(bool trace);
-std::vector<std::string> capturedTexts(bool trace);
-bool captured(bool trace, const std::string& fragment);
-void forgetCapturedLines();
-
 class LogCapture {
 public:
-    static void logSink(const char* text, std::int32_t length) { captureLine(false, text, length); }
-    static void traceSink(const char* text, std::int32_t length) { captureLine(true, text, length); }
-    static_assert(std::is_same_v<decltype(&logSink), LogEventCallBack>);
+    static void logSink(const char* text, std::int32_t length);
+    static void traceSink(const char* text, std::int32_t length);
 
-    static std::vector<LogLine> logLines() { return capturedLines(false); }
-    static std::vector<LogLine> traceLines() { return capturedLines(true); }
-    static std::vector<std::string> logTexts() { return capturedTexts(false); }
-    static std::vector<std::string> traceTexts() { return capturedTexts(true); }
+    static std::vector<LogLine> logLines();
+    static std::vector<std::string> logTexts() { return texts(false); }
+    static std::vector<std::string> traceTexts() { return texts(true); }
     // True if some log (trace) line contains `fragment`.
-    static bool logContains(const std::string& fragment) { return captured(false, fragment); }
-    static bool traceContains(const std::string& fragment) { return captured(true, fragment); }
-    static void reset() { forgetCapturedLines(); }
+    static bool logContains(const std::string& fragment) { return contains(false, fragment); }
+    static bool traceContains(const std::string& fragment) { return contains(true, fragment); }
+    static void reset();
+
+private:
+    static std::vector<std::string> texts(bool trace);
+    static bool contains(bool trace, const std::string& fragment);
 };
 
 // Sets (or, with nullopt, removes) one environment variable while it lives.
@@ -104,7 +95,8 @@ private:
     std::optional<std::string> previous_;
 };
 
-// Points clients created while it lives at `endpoint`, through the environment only:
+// Points clients created while it lives at `endpoint` (and restores every variable it changed
+// when it ends), through the environment only:
 // AWS_ENDPOINT_URL_KINESIS and AWS_ENDPOINT_URL, no instance metadata, no config files.
 // With SdkRetries::Off the SDK makes one attempt per call (standard mode, AWS_MAX_ATTEMPTS=1),
 // so a test sees exactly the library's own retries.
@@ -112,12 +104,9 @@ class ServiceEnvironment {
 public:
     enum class SdkRetries { Default, Off };
     explicit ServiceEnvironment(const std::string& endpoint, SdkRetries retries = SdkRetries::Default);
-    ~ServiceEnvironment();  // restores every variable it changed
-    ServiceEnvironment(const ServiceEnvironment&) = delete;
-    ServiceEnvironment& operator=(const ServiceEnvironment&) = delete;
 
 private:
-    std::vector<std::pair<std::string, std::optional<std::string>>> previous_;
+    std::list<EnvVar> variables_;  // not copyable, as each EnvVar
 };
 
 }  // namespace rxk::test
