@@ -1,7 +1,7 @@
 // An answer as libcurl hands it to the SDK: a status, header lines one callback each (status
 // lines of interim answers and line ends included), the body in pieces of any size and cut
-// anywhere; then what the client makes of it: a 2xx body read as a result, another status as
-// the service's error, the server's clock from its Date header.
+// anywhere; then what the client makes of it: a 2xx body read as the result of the operation the
+// input picks, another status as the service's error, the server's clock from its Date header.
 #include "fast_support.h"
 
 #include <aws/core/utils/DateTime.h>
@@ -12,41 +12,39 @@
 namespace {
 
 using namespace Aws::Internal;
+using namespace Aws::Kinesis::Model;
 
-void readAnswer(ResponseParser& parser, int status, const Aws::Http::HeaderValueCollection& headers, const Aws::String& body) {
+template <typename Result>
+void readResult(ResponseParser& parser, const Aws::String& body) {
+    Result result;
     Aws::String message;
-    if (status >= 200 && status < 300) {
-        Aws::Kinesis::Model::GetRecordsResult result;
-        if (!parser.Parse(body.data(), body.size(), true, result, message)) rxk::fuzz::touch(MarshallUnreadableResult(message.c_str()).GetMessage());
-        return;
-    }
-    const auto error = MarshallServiceError(static_cast<Aws::Http::HttpResponseCode>(status), headers,
-                                            parser.ParseErrorPayload(body.data(), body.size(), true));
-    rxk::fuzz::touch(error.GetMessage());
+    if (!parser.Parse(body.data(), body.size(), true, result, message)) rxk::fuzz::touch(MarshallUnreadableResult(message.c_str()).GetMessage());
 }
+
+void (*const kReaders[])(ResponseParser&, const Aws::String&) = {
+    readResult<Aws::NoResult>, readResult<PutRecordResult>, readResult<PutRecordsResult>, readResult<GetShardIteratorResult>,
+    readResult<GetRecordsResult>, readResult<ListStreamsResult>, readResult<DescribeStreamResult>};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static ResponseParser parser;
+    static ResponseParser parser;  // one per connection, kept between answers
     FuzzedDataProvider input(data, size);
     const int status = input.ConsumeIntegralInRange<int>(100, 599);
+    const auto reader = kReaders[input.ConsumeIntegralInRange<size_t>(0, std::size(kReaders) - 1)];
     Aws::Http::HeaderValueCollection headers;
     for (int lines = input.ConsumeIntegralInRange<int>(0, 12); lines > 0; --lines) {
         const std::string line = input.ConsumeRandomLengthString(300);
         CollectHeaderLine(line.data(), line.size(), headers);
     }
-    for (const auto& header : headers) {
-        for (const char c : header.first) rxk::fuzz::expect("header names are lower-case", c < 'A' || c > 'Z');
-        if (header.first == "date" || header.first == "x-amz-date")
-            rxk::fuzz::touch(Aws::Utils::DateTime(header.second, Aws::Utils::DateFormat::AutoDetect).ToGmtString(Aws::Utils::DateFormat::RFC822));
-    }
+    if (headers.count("date")) rxk::fuzz::touch(Aws::Utils::DateTime(headers["date"], Aws::Utils::DateFormat::AutoDetect).ToGmtStringWithMs());
     Aws::String body;
     while (input.remaining_bytes() > 0) {
         const std::string piece = input.ConsumeBytesAsString(input.ConsumeIntegralInRange<size_t>(0, 2048));
         CollectBodyChunk(piece.data(), piece.size(), kJsonInputPadding, body);
         rxk::fuzz::expect("the body keeps the parser's padding", body.capacity() >= body.size() + kJsonInputPadding);
     }
-    readAnswer(parser, status, headers, body);
+    if (status >= 200 && status < 300) reader(parser, body);
+    else rxk::fuzz::touch(MarshallServiceError(Aws::Http::HttpResponseCode(status), headers, parser.ParseErrorPayload(body.data(), body.size(), true)).GetMessage());
     return 0;
 }

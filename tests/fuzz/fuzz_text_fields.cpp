@@ -1,7 +1,7 @@
 // The SDK's text fields: timestamps in each format it reads (Date headers, STS and metadata
-// expirations, iterator timestamps) and base64 (record data, by the first byte's choice). A
-// timestamp that parses prints and parses again to the same second; any bytes encode and decode
-// back unchanged, and a text that decodes re-encodes to what decodes the same.
+// expirations, iterator timestamps) and base64 (record data), by the first byte's choice. A
+// timestamp that parses prints and parses again to the same second; a text that decodes
+// encodes to what decodes the same, and any bytes come back through base64 unchanged.
 #include "fast_support.h"
 
 #include <aws/core/utils/DateTime.h>
@@ -11,33 +11,20 @@
 namespace {
 
 using Aws::Utils::DateFormat;
-using Aws::Utils::DateTime;
 
 void readTimestamp(const Aws::String& text, DateFormat format) {
-    const DateTime time(text, format);
-    if (!time.WasParseSuccessful()) return;
-    rxk::fuzz::touch(time.ToGmtStringWithMs());
-    const Aws::String printed = time.ToGmtString(DateFormat::ISO_8601);
-    if (time.GetYear() < 1970 || time.GetYear() > 9999) return;
-    const DateTime again(printed, DateFormat::ISO_8601);
+    const Aws::Utils::DateTime time(text, format);
+    if (!time.WasParseSuccessful() || time.GetYear() < 1970 || time.GetYear() > 9999) return;
+    const Aws::Utils::DateTime again(time.ToGmtString(DateFormat::ISO_8601), DateFormat::ISO_8601);
     rxk::fuzz::expect("a printed timestamp parses to the same second", again.WasParseSuccessful() && again.Seconds() == time.Seconds());
 }
 
-Aws::Utils::ByteBuffer decoded(const Aws::String& text) {
+Aws::String throughBase64(const Aws::String& text, bool encodeFirst) {
+    Aws::String encoded = encodeFirst ? Aws::String() : text;
+    if (encodeFirst) Aws::Internal::AppendBase64(encoded, reinterpret_cast<const unsigned char*>(text.data()), text.size());
     Aws::Utils::ByteBuffer bytes;
-    if (!Aws::Internal::DecodeBase64(text.data(), text.size(), bytes)) rxk::fuzz::expect("a refused text leaves nothing", bytes.GetLength() == 0);
-    return bytes;
-}
-
-void readBase64(const Aws::String& text) {
-    const Aws::Utils::ByteBuffer bytes = decoded(text);
-    Aws::String encoded;
-    Aws::Internal::AppendBase64(encoded, bytes.GetUnderlyingData(), bytes.GetLength());
-    rxk::fuzz::expect("decoded bytes encode to a text that decodes to them", decoded(encoded) == bytes);
-    encoded.clear();
-    Aws::Internal::AppendBase64(encoded, reinterpret_cast<const unsigned char*>(text.data()), text.size());
-    const Aws::Utils::ByteBuffer back = decoded(encoded);
-    rxk::fuzz::expect("bytes survive base64", Aws::String(reinterpret_cast<const char*>(back.GetUnderlyingData()), back.GetLength()) == text);
+    if (!Aws::Internal::DecodeBase64(encoded.data(), encoded.size(), bytes)) rxk::fuzz::expect("a refused text leaves nothing", bytes.GetLength() == 0);
+    return Aws::String(reinterpret_cast<const char*>(bytes.GetUnderlyingData()), bytes.GetLength());
 }
 
 }  // namespace
@@ -46,7 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0) return 0;
     const Aws::String text(reinterpret_cast<const char*>(data) + 1, size - 1);
     constexpr DateFormat kFormats[] = {DateFormat::RFC822, DateFormat::ISO_8601, DateFormat::ISO_8601_BASIC, DateFormat::AutoDetect};
-    if (data[0] % 5 == 4) readBase64(text);
-    else readTimestamp(text, kFormats[data[0] % 5]);
+    if (data[0] % 5 < 4) return readTimestamp(text, kFormats[data[0] % 5]), 0;
+    const Aws::String decoded = throughBase64(text, false);
+    rxk::fuzz::expect("decoded bytes survive base64", throughBase64(decoded, true) == decoded);
+    rxk::fuzz::expect("bytes survive base64", throughBase64(text, true) == text);
     return 0;
 }
