@@ -4,11 +4,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "fast_support.h"
