@@ -271,7 +271,10 @@ RXK_API int32_t GetRecord(int32_t id, const char* stream, const char* shard,
 RXK_API int32_t GetData(int32_t id, int32_t type, const char* streamName, const char* shardId,
                         char* buffer, int32_t* lenBuffer, char delimiter);
 
-/* GetData with the global delimiter: stream names; shard ids of a stream; details of a shard. */
+/* GetData with the global delimiter: stream names; shard ids of a stream; details of a shard.
+ * Shard ids and details follow the service's DescribeStream pages, at most 10,000 of them (more
+ * than any real stream has): a service still saying "more" after that ends the call in -1 with
+ * "stopped after 10000 pages: the service kept saying there were more shards". */
 RXK_API int32_t GetListStreams(int32_t id, char* buffer, int32_t* lenBuffer);
 RXK_API int32_t GetListShards(int32_t id, const char* streamName, char* buffer, int32_t* lenBuffer);
 RXK_API int32_t GetShardDetails(int32_t id, const char* streamName, const char* shardId,

@@ -2,6 +2,7 @@
 // between fields, copied into the host's buffer. Every call queries the service anew and copies
 // from the first byte; a host whose buffer was too small calls again with a larger one.
 #include <algorithm>
+#include <string>
 
 #include <aws/kinesis/model/DescribeStreamRequest.h>
 #include <aws/kinesis/model/ListStreamsRequest.h>
@@ -13,6 +14,10 @@
 namespace rxk {
 
 namespace {
+
+// More DescribeStream pages than any real stream has (a page holds up to 100 shards): a service
+// that keeps saying "more" with a new shard on every page can't hold the host's thread for good.
+constexpr int kMaxDescribeStreamPages = 10000;
 
 // Writes the delimiter before every field but the first of a sequence.
 void appendField(std::string& text, const Aws::String& field, bool first, char delimiter) {
@@ -148,14 +153,22 @@ std::string Catalogue::getAllStreamNames(char delimiter) {
 }
 
 // Follows DescribeStream's pages until the stream is exhausted, then writes the shard ids, or the
-// details of the one shard asked for. A failed page drops what earlier pages brought.
+// details of the one shard asked for. A failed page drops what earlier pages brought, and so does
+// a stream still saying "more" after kMaxDescribeStreamPages pages.
 std::string Catalogue::getListShardOrShardDetails(const std::string& streamName, const char* shardId,
                                                   char delimiter, bool withParents) {
     Aws::Kinesis::Model::DescribeStreamRequest request;
     request.SetStreamName(streamName.c_str());
     Aws::Vector<Aws::Kinesis::Model::Shard> shards;
     Aws::String lastShardId;
+    int pages = 0;
     do {
+        if (pages++ == kMaxDescribeStreamPages) {
+            env_.failWithSdkMessage("stopped after " + std::to_string(kMaxDescribeStreamPages) +
+                                        " pages: the service kept saying there were more shards",
+                                    "id:%d KinesisEnv::getListShardOrShardDetails ERROR:", env_.id());
+            return std::string();
+        }
         const auto outcome = env_.service()->DescribeStream(request);
         const auto& description = outcome.GetResult().GetStreamDescription();
         shards.insert(shards.end(), description.GetShards().begin(), description.GetShards().end());

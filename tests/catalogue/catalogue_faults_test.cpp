@@ -19,7 +19,7 @@ std::string describePage(const std::string& shards, bool more) {
 // Would catch shards of good pages surviving a failed page or its two-part report lost, a paging
 // loop that stops early, restarts from the first page or sends a limit, a first page without
 // shards that loops or ends without "NO SHARDS", a service that keeps saying "more" without
-// moving on hanging the call, details written for a shard that doesn't match or a closed shard's
+// moving on hanging the call, or a new shard on every page holding it for good, details written for a shard that doesn't match or a closed shard's
 // text ending in the delimiter, an account without streams listed as success, a failed
 // ListStreams without the service's message, ListStreams paging or fields it doesn't use, and a
 // type without listing or a missing name that reaches the service or ends in more than its words.
@@ -32,6 +32,8 @@ TEST(CatalogueFaults, PagesAndStreamLists) {
     const std::string twoOfFour = R"({"operation":"DescribeStream","attempts":[1],"answer":{"describe_pages":{"stream":"s","shards":4,"shards_per_page":2}}})";
     const std::string stream250 = R"("streams":[{"name":"s","shards":250,"shards_per_page":100}])";
     const std::string noResult = "id:%d KinesisEnv::getData no result";
+    std::vector<std::string> tenThousandStarts{""};
+    for (int i = 0; i < 9999; ++i) tenThousandStarts.push_back(shardId(i));
     struct Case { const char* name; std::string script; int32_t type; const char *stream, *shard; int32_t result; std::string text;
                   std::vector<std::string> log; std::vector<std::string> starts; };  // starts: ExclusiveStartShardId by request, "-" ListStreams
     const Case kRows[] = {
@@ -39,6 +41,9 @@ TEST(CatalogueFaults, PagesAndStreamLists) {
         {"a page failing after good pages", "{" + stream250 + R"(,"rules":[{"operation":"DescribeStream","attempts":[3],)"
          R"("answer":{"error":"LimitExceededException","message":"Rate exceeded for stream s."}}]})", 1, "s", nullptr, -1, "",
          {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "Rate exceeded for stream s.", noResult}, {"", shardId(99), shardId(199)}},
+        {"a stream still saying more after 10000 pages", R"({"streams":[{"name":"s","shards":10001,"shards_per_page":1}]})", 1, "s", nullptr, -1, "",
+         {"id:%d KinesisEnv::getListShardOrShardDetails ERROR:", "stopped after 10000 pages: the service kept saying there were more shards",
+          noResult}, tenThousandStarts},
         {"a first page saying more without shards", R"({"rules":[)" + describePage("", true) + "]}", 2, "s", "shardId-000000000000", -1, "",
          {"id:%d KinesisEnv::getListShardOrShardDetails ERROR NO SHARDS", noResult}, {""}},
         {"pages that don't move on end the listing", R"({"rules":[)" + twoOfFour + "," + describePage("", true) + "]}", 1, "s", nullptr, 0,

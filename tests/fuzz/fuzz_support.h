@@ -3,38 +3,15 @@
 // every byte the library says it handed over, and ways to pick ids and texts from the input.
 #pragma once
 
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <string>
 #include <vector>
 
+#include "fast_support.h"
 #include "fault_server.h"
 #include "library.h"
 
 namespace rxk::fuzz {
-
-// Ends the process with a message: the fuzzer reports it as a crash and keeps the input.
-[[noreturn]] inline void fail(const char* what, const std::string& detail = "unexpected result") {
-    std::fprintf(stderr, "rxkinesis fuzz finding: %s: %s\n", what, detail.c_str());
-    std::fflush(stderr);
-    std::abort();
-}
-
-inline void expect(const char* what, bool holds) {
-    if (!holds) fail(what);
-}
-
-// Reads every byte a callback was given (up to the NUL when the length is -1), so that
-// AddressSanitizer sees a length that overstates the text.
-inline void touch(const char* text, int32_t length) {
-    static volatile unsigned sum;
-    for (int32_t i = 0, n = length < 0 ? int32_t(std::strlen(text)) : length; i < n; ++i) sum = sum + (unsigned char)text[i];
-}
 
 inline void checkSinkLine(const char* text, int32_t length) {
     if (text == nullptr || length < -1 || (length >= 0 && std::strlen(text) > size_t(length))) fail("sink", "bad line");

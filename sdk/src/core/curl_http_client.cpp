@@ -133,12 +133,7 @@ int OnProgress(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_o
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
   auto* context = static_cast<TransferContext*>(user);
   const size_t length = size * count;
-  Aws::String& body = *context->body;
-  const size_t needed = body.size() + length + context->padding;
-  // Grow geometrically and keep the parser's padding in the capacity, so that the body
-  // never needs a second copy to be parsed.
-  if (body.capacity() < needed) body.reserve(std::max(needed, body.capacity() * 2));
-  body.append(data, length);
+  CollectBodyChunk(data, length, context->padding, *context->body);
   return length;
 }
 
@@ -151,19 +146,35 @@ Aws::String Trimmed(const char* begin, const char* end) {
 size_t OnHeader(char* data, size_t size, size_t count, void* user) {
   auto* context = static_cast<TransferContext*>(user);
   const size_t length = size * count;
+  CollectHeaderLine(data, length, context->result->headers);
+  return length;
+}
+
+}  // namespace
+
+void CollectBodyChunk(const char* data, size_t length, size_t padding, Aws::String& body) {
+  const size_t needed = body.size() + length + padding;
+  // Grow geometrically and keep the parser's padding in the capacity, so that the body
+  // never needs a second copy to be parsed.
+  if (body.capacity() < needed) body.reserve(std::max(needed, body.capacity() * 2));
+  body.append(data, length);
+}
+
+void CollectHeaderLine(const char* data, size_t length, Aws::Http::HeaderValueCollection& headers) {
   const char* end = data + length;
   if (length >= 5 && std::equal(data, data + 5, "HTTP/")) {
     // A new status line (after 100-continue or a redirect): start over.
-    context->result->headers.clear();
-    return length;
+    headers.clear();
+    return;
   }
-  const char* colon = std::find(static_cast<const char*>(data), end, ':');
-  if (colon == end) return length;
+  const char* colon = std::find(data, end, ':');
+  if (colon == end) return;
   Aws::String name = Trimmed(data, colon);
   for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  context->result->headers[std::move(name)] = Trimmed(colon + 1, end);
-  return length;
+  headers[std::move(name)] = Trimmed(colon + 1, end);
 }
+
+namespace {
 
 // curl_slist that frees itself.
 class HeaderSlist {

@@ -29,6 +29,12 @@ struct HttpAttemptResult {
   Aws::String remoteIp;
 };
 
+// What curl's callbacks do with a header line (status line and CRLF included) and a piece of
+// body as curl hands them over: names lower-cased, values trimmed; a status line starts over;
+// the body keeps `padding` bytes of capacity past its end.
+void CollectHeaderLine(const char* data, size_t length, Aws::Http::HeaderValueCollection& headers);
+void CollectBodyChunk(const char* data, size_t length, size_t padding, Aws::String& body);
+
 // A pooled connection and the buffers that go with it.
 struct Connection {
   void* curlHandle = nullptr;

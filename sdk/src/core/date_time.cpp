@@ -1,10 +1,12 @@
 #include <aws/core/utils/DateTime.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
 namespace Aws {
 namespace Utils {
@@ -269,7 +271,11 @@ void DateTime::ParseAndSet(const char* timestamp, DateFormat format) {
     parsed.fields.tm_isdst = -1;
     seconds = std::mktime(&parsed.fields);
   }
-  m_time = Clock::from_time_t(seconds) + std::chrono::milliseconds(parsed.millis);
+  // A year past the clock's range (a hostile Date header's 9999) is held at its limit like a
+  // number is, instead of overflowing the conversion.
+  constexpr int64_t kSecondsHeld = std::numeric_limits<int64_t>::max() / 1000 - 1;
+  const int64_t held = std::max<int64_t>(-kSecondsHeld, std::min<int64_t>(seconds, kSecondsHeld));
+  m_time = DateTime(held * 1000 + parsed.millis).m_time;
 }
 
 bool DateTime::operator==(const DateTime& other) const { return m_time == other.m_time; }

@@ -37,12 +37,17 @@ Aws::String ProfileOfSection(const Aws::String& section, bool configFile) {
   return Trim(section.substr(prefix.size()));
 }
 
+void ReadFile(const Aws::String& path, bool configFile, bool overwrite, ProfileMap& profiles) {
+  std::ifstream file(path.c_str());
+  if (file) ReadProfiles(file, configFile, overwrite, profiles);
+}
+
+}  // namespace
+
 // INI as configparser reads it: comment lines start with '#' or ';', "key = value" or
 // "key: value"; indented lines continue the previous key (nested settings such as s3 are
 // skipped: nothing here reads them).
-void ReadFile(const Aws::String& path, bool configFile, bool overwrite, ProfileMap& profiles) {
-  std::ifstream file(path.c_str());
-  if (!file) return;
+void ReadProfiles(std::istream& file, bool configFile, bool overwrite, ProfileMap& profiles) {
   ProfileSettings* current = nullptr;
   Aws::String line;
   while (std::getline(file, line)) {
@@ -64,8 +69,6 @@ void ReadFile(const Aws::String& path, bool configFile, bool overwrite, ProfileM
     if (overwrite || current->find(key) == current->end()) (*current)[key] = value;
   }
 }
-
-}  // namespace
 
 Aws::String ExpandHome(const Aws::String& path) {
   if (path.size() >= 2 && path[0] == '~' && path[1] == '/') return GetEnv("HOME") + path.substr(1);

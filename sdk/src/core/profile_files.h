@@ -4,6 +4,7 @@
 
 #include <aws/core/utils/memory/stl/AWSString.h>
 
+#include <istream>
 #include <map>
 
 namespace Aws {
@@ -15,6 +16,9 @@ using ProfileMap = std::map<Aws::String, ProfileSettings>;
 // Profiles of both files: "[profile x]" and "[default]" of the config file, "[x]" of the
 // credentials file, whose keys win where both name one. Missing files give no profiles.
 ProfileMap LoadProfiles();
+
+// Adds the profiles of one file's text; `overwrite`: its keys replace those already read.
+void ReadProfiles(std::istream& text, bool configFile, bool overwrite, ProfileMap& profiles);
 
 // "~/" at the start becomes $HOME.
 Aws::String ExpandHome(const Aws::String& path);

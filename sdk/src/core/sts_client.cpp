@@ -113,6 +113,13 @@ Aws::Auth::AWSCredentials Call(const StsTarget& target, const char* action,
     reason = prefix + " unreachable at " + request.url + ": " + response.transportError;
     return {};
   }
+  return ReadStsAnswer(response, prefix, reason);
+}
+
+}  // namespace
+
+Aws::Auth::AWSCredentials ReadStsAnswer(const CredentialsHttpResponse& response, const Aws::String& prefix,
+                                        Aws::String& reason) {
   XmlFields fields;
   if (!fields.Parse(response.body)) {
     reason = prefix + " answered " + response.Problem() + " with no readable XML";
@@ -132,8 +139,6 @@ Aws::Auth::AWSCredentials Call(const StsTarget& target, const char* action,
   credentials.SetExpiration(expiration);
   return credentials;
 }
-
-}  // namespace
 
 Aws::String StsEndpoint(const Aws::String& region) {
   for (const char* name : {"AWS_ENDPOINT_URL_STS", "AWS_ENDPOINT_URL"}) {

@@ -5,6 +5,8 @@
 #include <aws/core/auth/AWSCredentials.h>
 #include <aws/core/utils/memory/stl/AWSString.h>
 
+#include "core/credentials_http.h"
+
 namespace Aws {
 namespace Internal {
 
@@ -23,6 +25,10 @@ Aws::Auth::AWSCredentials AssumeRole(const StsTarget& target, const Aws::Auth::A
 Aws::Auth::AWSCredentials AssumeRoleWithWebIdentity(const StsTarget& target, const Aws::String& roleArn,
                                                     const Aws::String& sessionName, const Aws::String& webIdentityToken,
                                                     Aws::String& reason);
+
+// The credentials of an STS answer that arrived; `prefix` ("STS AssumeRole") starts `reason`.
+Aws::Auth::AWSCredentials ReadStsAnswer(const CredentialsHttpResponse& response, const Aws::String& prefix,
+                                        Aws::String& reason);
 
 // The STS endpoint: AWS_ENDPOINT_URL_STS, else AWS_ENDPOINT_URL, else the regional one.
 Aws::String StsEndpoint(const Aws::String& region);
