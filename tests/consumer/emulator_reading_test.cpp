@@ -111,7 +111,7 @@ TEST_F(EmulatorReading, ReadShardRecordHandsOutCountedBytesAndTheShardEnd) {
     for (const Case& c : kRows) {
         SCOPED_TRACE(c.name);
         const std::string stream = kinesalite.createUniqueStream("counted");
-        const std::string sequence = kinesalite.putRecord(stream, c.data, std::string(256, 'k')).sequenceNumber;
+        const std::string sequence = kinesalite.putRecord(stream, c.data, std::string(256, 'k'));
         const std::int64_t putAt = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
         ASSERT_EQ(connector().StartShardIterator(client.id(), stream.c_str(), kShard0, nullptr, 10, RXK_TRIM_HORIZON), RXK_OK);
         GuardedBuffer buffer(c.data.size() + 1);
