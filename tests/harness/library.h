@@ -40,6 +40,11 @@ public:
 
     // Any symbol of the library (nullptr if absent).
     void* symbol(const char* name) const;
+    // The client's last-error text, as GetErrorStr hands it out.
+    std::string errorText(std::int32_t id) {
+        char text[RXK_ERROR_TEXT_BYTES] = "";
+        return GetErrorStr(id, text, sizeof text);
+    }
 
 #define RXK_DECLARE_EXPORT_POINTER(name) decltype(&::name) name = nullptr;
     RXK_FOR_EACH_EXPORT(RXK_DECLARE_EXPORT_POINTER)

@@ -72,11 +72,6 @@ const Call kCalls[] = {
      [](Library& lib, int32_t id) { return lib.CreateStream(id, kStream, 2); }},
 };
 
-std::string errorText(Library& lib, int32_t id) {
-    char text[RXK_ERROR_TEXT_BYTES] = "";
-    return lib.GetErrorStr(id, text, sizeof text);
-}
-
 // Catches: a fault that crashes or hangs the host, an undocumented code, a failure that leaves no
 // words (or words from another call), a reading that hands out a length with no record.
 TEST(FaultMatrix, EveryCallUnderEveryFault) {
@@ -93,12 +88,12 @@ TEST(FaultMatrix, EveryCallUnderEveryFault) {
             ServiceEnvironment environment(fault.answer ? endpoint.endpoint() : nobody, ServiceEnvironment::SdkRetries::Off);
             const int32_t id = lib.CreateClient("us-east-1", "AKIDMATRIX", "matrix-secret");
             EXPECT_EQ(lib.SetParam(id, "marker-of-an-earlier-failure", "1"), -1);
-            const std::string before = errorText(lib, id);
+            const std::string before = lib.errorText(id);
             const auto started = std::chrono::steady_clock::now();
             const int32_t code = call.run(lib, id);
             EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(fault.boundMs)) << "the call outlasted the timeouts";
             EXPECT_EQ(code, fault.emptySuccess ? call.emptySuccessCode : call.failureCode);
-            const std::string words = errorText(lib, id);
+            const std::string words = lib.errorText(id);
             if (code < 0 && call.words) {
                 char head[256];
                 std::snprintf(head, sizeof head, call.words, id);

@@ -98,11 +98,6 @@ std::string utcText(std::chrono::system_clock::time_point when, const char* form
     return text;
 }
 
-std::string lastError(Library& lib, int32_t id) {
-    char text[RXK_ERROR_TEXT_BYTES] = "";
-    return lib.GetErrorStr(id, text, sizeof text);
-}
-
 TEST(SdkProtocol, AnswersRetriesAndConnections) {
     Library& lib = sharedLibrary();
     lib.InititializeInterface();
@@ -122,7 +117,7 @@ TEST(SdkProtocol, AnswersRetriesAndConnections) {
         if (c.attempts) setenv("AWS_MAX_ATTEMPTS", c.attempts, 1);  // within the scope, which restores it
         const int32_t id = lib.CreateClient("us-east-1", "AKIDPROTOCOL", "protocol-secret");
 
-        const std::string before = lastError(lib, id);
+        const std::string before = lib.errorText(id);
         std::vector<int32_t> codes(size_t(c.calls), 99), lists;
         while (c.parallel && lists.size() < size_t(c.calls)) lists.push_back(lib.CreateListRecord(id));
         const auto started = std::chrono::steady_clock::now();
@@ -135,7 +130,7 @@ TEST(SdkProtocol, AnswersRetriesAndConnections) {
         EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(c.atLeastMs));
 
         for (int32_t code : codes) EXPECT_EQ(code, c.code);
-        std::string words = lastError(lib, id), expected = c.code ? "id:" + std::to_string(id) + " KinesisEnv::putRecord [s] error :" + (c.words ? c.words : "") : before;
+        std::string words = lib.errorText(id), expected = c.code ? "id:" + std::to_string(id) + " KinesisEnv::putRecord [s] error :" + (c.words ? c.words : "") : before;
         if (expected.size() > 3 && expected.compare(expected.size() - 3, 3, "...") == 0) expected.resize(expected.size() - 3), words.resize(std::min(words.size(), expected.size()));
         if (c.code == 0 || c.words) { EXPECT_EQ(words, expected); }
         const auto requests = endpoint.requests(c.call.operation);
