@@ -55,7 +55,7 @@ void Endpoint::load(const Script& script) {
 
 // The first rule that matches answers (and is spent after `times`); else the built-in answer.
 Reply Endpoint::answer(const RecordedRequest& request) {
-    std::optional<AnswerSpec> chosen;  // a copy: a script loaded meanwhile replaces the rules
+    std::optional<AnswerPlan> chosen;  // a copy: a script loaded meanwhile replaces the rules
     {
         std::lock_guard<std::mutex> lock(rulesMutex_);
         for (ActiveRule& active : rules_) {

@@ -45,6 +45,6 @@ private:
 };
 
 // The Reply an answer of the script gives to `request`.
-Reply scriptedReply(const AnswerSpec& answer, const RecordedRequest& request, FaultServer& server);
+Reply scriptedReply(const AnswerPlan& answer, const RecordedRequest& request, FaultServer& server);
 
 }  // namespace rxkfault

@@ -52,7 +52,7 @@ struct StreamsPage {
 // What the body of an answer is; Builtin is what the server answers unscripted.
 enum class BodyKind { Builtin, Error, Json, Text, FailRecords, Records, ShardIterator, DescribePages, StreamsPage, Raw };
 
-struct AnswerSpec {
+struct AnswerPlan {
     BodyKind kind = BodyKind::Builtin;
     std::string error, message;  // Error
     std::string text;            // Json (serialised), Text, ShardIterator, Raw (the bytes)
@@ -77,7 +77,7 @@ struct Rule {
     std::string operation;  // "*" for any
     std::set<int> attempts;  // empty: every attempt
     std::optional<int> times;
-    AnswerSpec answer;
+    AnswerPlan answer;
 };
 
 struct Script {

@@ -234,74 +234,74 @@ void checkCombinations(const Node& answer) {
             if (answer.has(member)) answer.fail("\"raw\" sends its bytes as they are: " + inQuotes(member) + " can't apply");
 }
 
-void readBody(const Node& answer, const char* member, const std::string& operation, AnswerSpec& spec) {
+void readBody(const Node& answer, const char* member, const std::string& operation, AnswerPlan& plan) {
     const Node node = answer.child(member);
-    switch (spec.kind) {
+    switch (plan.kind) {
     case BodyKind::Builtin:
         if (!boolean(node)) node.fail("expected true (leave it out for the built-in answer too)");
         break;
     case BodyKind::Error:
-        spec.error = nonEmptyText(node);
-        if (answer.has("message")) spec.message = text(answer.child("message"));
+        plan.error = nonEmptyText(node);
+        if (answer.has("message")) plan.message = text(answer.child("message"));
         break;
-    case BodyKind::Json: spec.text = simdjson::minify(node.value); break;
-    case BodyKind::Text: spec.text = text(node); break;
+    case BodyKind::Json: plan.text = simdjson::minify(node.value); break;
+    case BodyKind::Text: plan.text = text(node); break;
     case BodyKind::FailRecords:
         if (operation != "PutRecords" && operation != "*") node.fail("answers PutRecords only, not " + inQuotes(operation));
-        spec.failRecords = failRecords(node);
+        plan.failRecords = failRecords(node);
         break;
-    case BodyKind::Records: spec.records = recordsAnswer(answer); break;
-    case BodyKind::ShardIterator: spec.text = nonEmptyText(node); break;
+    case BodyKind::Records: plan.records = recordsAnswer(answer); break;
+    case BodyKind::ShardIterator: plan.text = nonEmptyText(node); break;
     case BodyKind::DescribePages:
-        spec.describePages = streamShape(node, "stream");
+        plan.describePages = streamShape(node, "stream");
         break;
-    case BodyKind::StreamsPage: spec.streamsPage = streamsPage(node); break;
-    case BodyKind::Raw: spec.text = latinBytes(node); break;
+    case BodyKind::StreamsPage: plan.streamsPage = streamsPage(node); break;
+    case BodyKind::Raw: plan.text = latinBytes(node); break;
     }
 }
 
-void readFault(const Node& answer, AnswerSpec& spec) {
+void readFault(const Node& answer, AnswerPlan& plan) {
     const Node node = answer.child("fault");
     const std::string fault = text(node);
-    if (fault == "close") spec.fault = Fault::CloseWithoutReply;
-    else if (fault == "reset") spec.fault = Fault::ResetConnection;
-    else if (fault == "truncate") spec.fault = Fault::TruncateBody;
-    else if (fault == "stall") spec.fault = Fault::StallBody;
+    if (fault == "close") plan.fault = Fault::CloseWithoutReply;
+    else if (fault == "reset") plan.fault = Fault::ResetConnection;
+    else if (fault == "truncate") plan.fault = Fault::TruncateBody;
+    else if (fault == "stall") plan.fault = Fault::StallBody;
     else node.fail("expected \"close\", \"reset\", \"truncate\" or \"stall\"");
-    const bool needsBytes = spec.fault == Fault::TruncateBody || spec.fault == Fault::StallBody;
+    const bool needsBytes = plan.fault == Fault::TruncateBody || plan.fault == Fault::StallBody;
     if (needsBytes && !answer.has("after_bytes")) answer.fail("\"fault\":" + inQuotes(fault) + " needs \"after_bytes\"");
     if (!needsBytes && answer.has("after_bytes")) answer.fail("\"fault\":" + inQuotes(fault) + " takes no \"after_bytes\"");
-    if (needsBytes) spec.afterBytes = static_cast<std::size_t>(integerIn(answer.child("after_bytes"), 0, kMaxBytes));
-    if (spec.fault == Fault::StallBody && !answer.has("stall_ms")) answer.fail("\"fault\":\"stall\" needs \"stall_ms\"");
-    if (spec.fault != Fault::StallBody && answer.has("stall_ms")) answer.fail("\"stall_ms\" needs \"fault\":\"stall\"");
-    if (answer.has("stall_ms")) spec.stall = Millis(integerIn(answer.child("stall_ms"), 0, kMaxMillis));
+    if (needsBytes) plan.afterBytes = static_cast<std::size_t>(integerIn(answer.child("after_bytes"), 0, kMaxBytes));
+    if (plan.fault == Fault::StallBody && !answer.has("stall_ms")) answer.fail("\"fault\":\"stall\" needs \"stall_ms\"");
+    if (plan.fault != Fault::StallBody && answer.has("stall_ms")) answer.fail("\"stall_ms\" needs \"fault\":\"stall\"");
+    if (answer.has("stall_ms")) plan.stall = Millis(integerIn(answer.child("stall_ms"), 0, kMaxMillis));
 }
 
-void readModifiers(const Node& answer, AnswerSpec& spec) {
-    if (answer.has("status")) spec.status = smallInteger(answer.child("status"), 100, 599);
-    if (answer.has("content_type")) spec.contentType = text(answer.child("content_type"));
-    if (answer.has("headers")) spec.headers = headerList(answer.child("headers"));
-    if (answer.has("date_header")) spec.dateHeader = boolean(answer.child("date_header"));
-    if (answer.has("delay_ms")) spec.delay = Millis(integerIn(answer.child("delay_ms"), 0, kMaxMillis));
-    if (answer.has("fault")) readFault(answer, spec);
-    if (answer.has("chunked")) spec.chunkBytes = static_cast<std::size_t>(integerIn(answer.child("chunked"), 1, kMaxBytes));
-    if (answer.has("close_after")) spec.closeAfter = boolean(answer.child("close_after"));
+void readModifiers(const Node& answer, AnswerPlan& plan) {
+    if (answer.has("status")) plan.status = smallInteger(answer.child("status"), 100, 599);
+    if (answer.has("content_type")) plan.contentType = text(answer.child("content_type"));
+    if (answer.has("headers")) plan.headers = headerList(answer.child("headers"));
+    if (answer.has("date_header")) plan.dateHeader = boolean(answer.child("date_header"));
+    if (answer.has("delay_ms")) plan.delay = Millis(integerIn(answer.child("delay_ms"), 0, kMaxMillis));
+    if (answer.has("fault")) readFault(answer, plan);
+    if (answer.has("chunked")) plan.chunkBytes = static_cast<std::size_t>(integerIn(answer.child("chunked"), 1, kMaxBytes));
+    if (answer.has("close_after")) plan.closeAfter = boolean(answer.child("close_after"));
 }
 
-AnswerSpec answerSpec(const Node& answer, const std::string& operation) {
+AnswerPlan answerPlan(const Node& answer, const std::string& operation) {
     requireObject(answer, {"builtin", "error", "message", "status", "json", "body", "content_type", "fail_records",
                            "records", "next_iterator", "millis_behind", "shard_iterator", "describe_pages",
                            "streams_page", "headers", "date_header", "delay_ms", "fault", "after_bytes", "stall_ms",
                            "raw", "chunked", "close_after"});
     checkCombinations(answer);
-    AnswerSpec spec;
+    AnswerPlan plan;
     if (const char* member = bodyKindMember(answer)) {
-        spec.kind = std::find_if(std::begin(kBodyKinds), std::end(kBodyKinds),
+        plan.kind = std::find_if(std::begin(kBodyKinds), std::end(kBodyKinds),
                                  [&](const auto& entry) { return entry.first == std::string_view(member); })->second;
-        readBody(answer, member, operation, spec);
+        readBody(answer, member, operation, plan);
     }
-    readModifiers(answer, spec);
-    return spec;
+    readModifiers(answer, plan);
+    return plan;
 }
 
 Rule rule(const Node& node) {
@@ -313,7 +313,7 @@ Rule rule(const Node& node) {
     if (node.has("attempts"))
         for (const Node& attempt : items(node.child("attempts"))) result.attempts.insert(smallInteger(attempt, 1, 1 << 30));
     if (node.has("times")) result.times = smallInteger(node.child("times"), 1, 1 << 30);
-    result.answer = answerSpec(node.child("answer"), result.operation);
+    result.answer = answerPlan(node.child("answer"), result.operation);
     return result;
 }
 

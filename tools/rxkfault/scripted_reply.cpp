@@ -24,7 +24,7 @@ std::set<int> failedPositions(const FailRecords& fail, const RecordedRequest& re
     return failed;
 }
 
-Reply bodyReply(const AnswerSpec& answer, const RecordedRequest& request, FaultServer& server) {
+Reply bodyReply(const AnswerPlan& answer, const RecordedRequest& request, FaultServer& server) {
     switch (answer.kind) {
     case BodyKind::Builtin: return server.builtInReply(request);
     case BodyKind::Error: return Reply::error(400, answer.error, answer.message);
@@ -47,7 +47,7 @@ Reply bodyReply(const AnswerSpec& answer, const RecordedRequest& request, FaultS
     return server.builtInReply(request);
 }
 
-void applyModifiers(const AnswerSpec& answer, Reply& reply) {
+void applyModifiers(const AnswerPlan& answer, Reply& reply) {
     if (answer.status) reply.status = *answer.status;
     if (answer.contentType) reply.contentType = *answer.contentType;
     reply.headers.insert(reply.headers.end(), answer.headers.begin(), answer.headers.end());
@@ -64,7 +64,7 @@ void applyModifiers(const AnswerSpec& answer, Reply& reply) {
 
 }  // namespace
 
-Reply scriptedReply(const AnswerSpec& answer, const RecordedRequest& request, FaultServer& server) {
+Reply scriptedReply(const AnswerPlan& answer, const RecordedRequest& request, FaultServer& server) {
     Reply reply = bodyReply(answer, request, server);
     applyModifiers(answer, reply);
     return reply;
