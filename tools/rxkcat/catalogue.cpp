@@ -31,6 +31,17 @@ bool fetchListing(ListingCall call, std::string& text) {
     return false;
 }
 
+// The text of a per-stream shard listing export (shards, or shards with their parents).
+template <typename ShardListingExport>
+std::string shardListing(Session& session, const std::string& stream, ShardListingExport listing) {
+    std::string text;
+    const bool listed = fetchListing(
+        [&](char* buffer, int32_t* length) { return listing(session.client(), stream.c_str(), buffer, length); },
+        text);
+    if (!listed) throw session.failure("cannot list the shards of stream '" + stream + "'");
+    return text;
+}
+
 }  // namespace
 
 std::vector<std::string> splitListing(const std::string& text, char delimiter) {
@@ -59,26 +70,11 @@ std::vector<std::string> listStreams(Session& session) {
 }
 
 std::vector<std::string> listShards(Session& session, const std::string& stream) {
-    const LibraryApi& api = session.api();
-    std::string text;
-    const bool listed = fetchListing(
-        [&](char* buffer, int32_t* length) {
-            return api.GetListShards(session.client(), stream.c_str(), buffer, length);
-        },
-        text);
-    if (!listed) throw session.failure("cannot list the shards of stream '" + stream + "'");
-    return splitListing(text, session.listDelimiter());
+    return splitListing(shardListing(session, stream, session.api().GetListShards), session.listDelimiter());
 }
 
 std::vector<ShardLineage> shardLineage(Session& session, const std::string& stream) {
-    const LibraryApi& api = session.api();
-    std::string text;
-    const bool listed = fetchListing(
-        [&](char* buffer, int32_t* length) {
-            return api.GetShardLineage(session.client(), stream.c_str(), buffer, length);
-        },
-        text);
-    if (!listed) throw session.failure("cannot list the shards of stream '" + stream + "'");
+    const std::string text = shardListing(session, stream, session.api().GetShardLineage);
     std::vector<ShardLineage> shards;
     for (const std::string& entry : splitListing(text, session.listDelimiter())) {
         std::vector<std::string> fields = splitListing(entry, ',');  // id,parent,adjacentParent
