@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <charconv>
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
@@ -117,7 +118,8 @@ public:
         while ((limit > 0 ? sent < limit : Clock::now() < deadline)) {
             lib_.ClearListRecord(client, list);
             for (int i = 0; i < 500; ++i) {
-                std::snprintf(key, sizeof key, "%ld", sent + i);
+                // The host's own share of the work kept small, so that the library's shows.
+                *std::to_chars(key, key + sizeof key - 1, sent + i).ptr = '\0';
                 std::memcpy(data.data(), key, std::min<size_t>(std::strlen(key), data.size()));
                 if (lib_.AddRecordToList(client, list, key, nullptr, data.data(), static_cast<int32_t>(data.size())) != 0)
                     failOn(client, "AddRecordToList");

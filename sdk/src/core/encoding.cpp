@@ -5,6 +5,9 @@
 #include <openssl/rand.h>
 #include <openssl/sha.h>
 
+#include <pthread.h>
+
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -194,14 +197,56 @@ bool DecodeBase64(const char* text, size_t length, Aws::Utils::ByteBuffer& out) 
   return true;
 }
 
-Aws::String RandomUuid() {
-  unsigned char bytes[16];
-  if (RAND_bytes(bytes, sizeof bytes) != 1) {
-    // The RNG can only fail when the system has no entropy source; fall back rather than
-    // send a fixed id.
+namespace {
+
+// Bumped in a forked child, so that no thread there goes on with its parent's sequence.
+std::atomic<unsigned> g_forkGeneration{0};
+
+void OnForkInChild() { g_forkGeneration.fetch_add(1, std::memory_order_relaxed); }
+
+// 64 bits from the system's generator, or from std::random_device when it has no entropy source.
+uint64_t SeedBits() {
+  uint64_t seed = 0;
+  if (RAND_bytes(reinterpret_cast<unsigned char*>(&seed), sizeof seed) != 1) {
     std::random_device device;
-    for (unsigned char& b : bytes) b = static_cast<unsigned char>(device());
+    seed = (uint64_t{device()} << 32) ^ device();
   }
+  return seed;
+}
+
+// A request id needs to be unique, not secret: a per-thread generator seeded once costs a few
+// instructions, where RAND_bytes takes the DRBG's lock and thousands of them on every request.
+class InvocationIdSource {
+ public:
+  InvocationIdSource() {
+    static const int registered = pthread_atfork(nullptr, nullptr, OnForkInChild);
+    (void)registered;
+    Reseed();
+  }
+
+  void Fill(unsigned char (&bytes)[16]) {
+    if (m_generation != g_forkGeneration.load(std::memory_order_relaxed)) Reseed();
+    const uint64_t high = m_engine(), low = m_engine();
+    std::memcpy(bytes, &high, sizeof high);
+    std::memcpy(bytes + 8, &low, sizeof low);
+  }
+
+ private:
+  void Reseed() {
+    m_generation = g_forkGeneration.load(std::memory_order_relaxed);
+    m_engine.seed(SeedBits());
+  }
+
+  std::mt19937_64 m_engine;
+  unsigned m_generation = 0;
+};
+
+}  // namespace
+
+Aws::String RandomUuid() {
+  static thread_local InvocationIdSource source;
+  unsigned char bytes[16];
+  source.Fill(bytes);
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0f) | 0x40);  // version 4
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3f) | 0x80);  // RFC 4122 variant
   static constexpr char kDigits[] = "0123456789ABCDEF";
