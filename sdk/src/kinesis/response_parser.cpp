@@ -4,6 +4,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -349,11 +350,11 @@ void FillResult(const object& root, DescribeStreamResult& result) {
   if (ReadObject(root, "StreamDescription", description)) result.SetStreamDescription(ReadStreamDescription(description));
 }
 
-// ---- GetRecords in place ----
+// ---- GetRecords and PutRecords in place ----
 //
-// A batch's payloads are decoded straight from the body: the parse doesn't first copy them into
-// the parser's string buffer, so the decoding is the one copy of a record's bytes between the
-// answer and the result. The walk visits every value, so that it refuses what the full parse
+// The two answers that grow with the records are read without building the parser's tree and its
+// copy of every string. A batch's payloads are decoded straight from the body, so the decoding is
+// the one copy of a record's bytes between the answer and the result. The walk visits every value, so that it refuses what the full parse
 // refuses; whatever it doesn't take on (an error, a root that isn't an object, child shards)
 // is left to the full parse, which then decides as it always has.
 
@@ -491,10 +492,16 @@ error_code Int64In(ondemand::value value, int64_t& out) {
   return value.get_int64().get(out);
 }
 
+// Longer number texts than a timestamp ever has are left to the full parse: the walk's own
+// reading of a mantissa of more than 19 digits can differ from the full parse's.
+constexpr size_t kLongestTimestampText = 20;
+
 // As TimestampOf, for a number member: a real as it stands, an integer only while it fits 64
 // bits (a longer one is no number to the full parse).
 error_code SecondsIn(ondemand::value value, double& seconds) {
   const std::string_view token = value.raw_json_token();
+  // The token runs to the next structural character, blanks included.
+  if (std::min(token.find_first_of(" \t\r\n"), token.size()) > kLongestTimestampText) return kLeftToFullParse;
   if (token.find_first_of(".eE") != std::string_view::npos) return value.get_double().get(seconds);
   ondemand::number_type type;
   if (const error_code error = value.get_number_type().get(type)) return error;
@@ -550,12 +557,13 @@ error_code RecordIn(ondemand::object source, Record& record) {
   return simdjson::SUCCESS;
 }
 
-// `expected`: how many records to make room for (counting them first would walk the batch twice).
-error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& result) {
+// The objects of an array, each read by `read` into an item of its own; other values are visited.
+// `expected`: how many items to make room for (counting them first would walk the array twice).
+template <typename Item, typename Reader>
+error_code ObjectsIn(ondemand::value value, size_t expected, Aws::Vector<Item>& out, Reader read) {
   ondemand::array items;
   if (const error_code error = value.get_array().get(items)) return error;
-  Aws::Vector<Record> records;
-  records.reserve(expected);
+  out.reserve(expected);
   for (auto item : items) {
     ondemand::value element;
     if (const error_code error = item.get(element)) return error;
@@ -567,10 +575,99 @@ error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& r
     }
     ondemand::object source;
     if (const error_code error = element.get_object().get(source)) return error;
-    records.emplace_back();
-    if (const error_code error = RecordIn(source, records.back())) return error;
+    out.emplace_back();
+    if (const error_code error = read(source, out.back())) return error;
   }
+  return simdjson::SUCCESS;
+}
+
+error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& result) {
+  Aws::Vector<Record> records;
+  if (const error_code error = ObjectsIn(value, expected, records, RecordIn)) return error;
   result.SetRecords(std::move(records));
+  return simdjson::SUCCESS;
+}
+
+// As ReadPutRecordsResultEntry: the first string of each name wins; anything else is visited.
+template <typename Setter>
+error_code FirstStringIn(const Field& member, bool alreadySet, Setter set) {
+  if (member.type != ondemand::json_type::string || alreadySet) return Visit(member.value, 4);
+  Aws::String text;
+  if (const error_code error = StringIn(member.value, text)) return error;
+  set(std::move(text));
+  return simdjson::SUCCESS;
+}
+
+error_code PutRecordsEntryIn(ondemand::object source, PutRecordsResultEntry& entry) {
+  for (auto item : source) {
+    Field member;
+    if (const error_code error = Open(std::move(item), member)) return error;
+    error_code error = simdjson::SUCCESS;
+    if (member.Is("SequenceNumber")) {
+      error = FirstStringIn(member, entry.SequenceNumberHasBeenSet(),
+                            [&](Aws::String&& text) { entry.SetSequenceNumber(std::move(text)); });
+    } else if (member.Is("ShardId")) {
+      error = FirstStringIn(member, entry.ShardIdHasBeenSet(),
+                            [&](Aws::String&& text) { entry.SetShardId(std::move(text)); });
+    } else if (member.Is("ErrorCode")) {
+      error = FirstStringIn(member, entry.ErrorCodeHasBeenSet(),
+                            [&](Aws::String&& text) { entry.SetErrorCode(std::move(text)); });
+    } else if (member.Is("ErrorMessage")) {
+      error = FirstStringIn(member, entry.ErrorMessageHasBeenSet(),
+                            [&](Aws::String&& text) { entry.SetErrorMessage(std::move(text)); });
+    } else if ((error = OtherName(member)) == simdjson::SUCCESS) {
+      error = Visit(member.value, 4);
+    }
+    if (error) return error;
+  }
+  return simdjson::SUCCESS;
+}
+
+// As ReadInt for FailedRecordCount: an integer that fits; any other number is left to the full parse.
+error_code CountIn(ondemand::value value, bool& set, int& count) {
+  int64_t wide = 0;
+  if (const error_code error = Int64In(value, wide)) return error;
+  set = wide >= std::numeric_limits<int>::min() && wide <= std::numeric_limits<int>::max();
+  if (set) count = static_cast<int>(wide);
+  return simdjson::SUCCESS;
+}
+
+// As FillResult for PutRecords: the first member of each name decides, null counting as absent.
+error_code PutRecordsIn(ondemand::object root, size_t expectedEntries, PutRecordsResult& result) {
+  bool recordsSeen = false, countSeen = false, encryptionSeen = false;
+  for (auto item : root) {
+    Field member;
+    if (const error_code error = Open(std::move(item), member)) return error;
+    if (member.Is("Records") && !recordsSeen) {
+      recordsSeen = true;
+      if (member.type == ondemand::json_type::array) {
+        Aws::Vector<PutRecordsResultEntry> entries;
+        if (const error_code error = ObjectsIn(member.value, expectedEntries, entries, PutRecordsEntryIn)) return error;
+        result.SetRecords(std::move(entries));
+        continue;
+      }
+    } else if (member.Is("FailedRecordCount") && !countSeen) {
+      countSeen = true;
+      if (member.type == ondemand::json_type::number) {
+        bool set = false;
+        int count = 0;
+        if (const error_code error = CountIn(member.value, set, count)) return error;
+        if (set) result.SetFailedRecordCount(count);
+        continue;
+      }
+    } else if (member.Is("EncryptionType") && !encryptionSeen) {
+      encryptionSeen = true;
+      if (member.type == ondemand::json_type::string) {
+        Aws::String text;
+        if (const error_code error = StringIn(member.value, text)) return error;
+        result.SetEncryptionType(EncryptionTypeMapper::GetEncryptionTypeForName(text));
+        continue;
+      }
+    } else if (const error_code error = OtherName(member)) {
+      return error;
+    }
+    if (const error_code error = Visit(member.value, 2)) return error;
+  }
   return simdjson::SUCCESS;
 }
 
@@ -619,19 +716,36 @@ struct ResponseParser::State {
   simdjson::dom::parser parser;
   ondemand::parser walker;
   size_t lastBatchSize = 0;  // batches of one reading tend to be alike: room for as many again
+  size_t lastEntryCount = 0;  // the same for the entries of PutRecords answers
 
-  // GetRecords read in place (see GetRecordsIn); false leaves the body to ParseResult.
-  bool ReadInPlace(const char* body, size_t length, GetRecordsResult& result) {
-    result = GetRecordsResult();
+  // A body read in place by `read` (see GetRecordsIn); false leaves it to ParseResult.
+  template <typename Result, typename Reader>
+  bool ReadInPlace(const char* body, size_t length, Result& result, Reader read) {
+    result = Result();
     if (IsBlank(body, length)) return false;
     ondemand::document document;
     if (walker.iterate(body, length, length + kJsonInputPadding).get(document) != simdjson::SUCCESS) return false;
     ondemand::object root;
     if (document.get_object().get(root) != simdjson::SUCCESS) return false;
-    if (GetRecordsIn(root, lastBatchSize, result) != simdjson::SUCCESS) return false;
-    lastBatchSize = result.GetRecords().size();
+    if (read(root, result) != simdjson::SUCCESS) return false;
     // Past the root object there must be nothing left: the full parse refuses trailing content.
     return document.current_location().error() == simdjson::OUT_OF_BOUNDS;
+  }
+
+  bool ReadInPlace(const char* body, size_t length, GetRecordsResult& result) {
+    const bool read = ReadInPlace(body, length, result, [this](ondemand::object root, GetRecordsResult& out) {
+      return GetRecordsIn(root, lastBatchSize, out);
+    });
+    if (read) lastBatchSize = result.GetRecords().size();
+    return read;
+  }
+
+  bool ReadInPlace(const char* body, size_t length, PutRecordsResult& result) {
+    const bool read = ReadInPlace(body, length, result, [this](ondemand::object root, PutRecordsResult& out) {
+      return PutRecordsIn(root, lastEntryCount, out);
+    });
+    if (read) lastEntryCount = result.GetRecords().size();
+    return read;
   }
 
   // The root element of the body, or the parser's complaint.
@@ -668,6 +782,7 @@ bool ResponseParser::Parse(const char* body, size_t length, bool padded, PutReco
 }
 bool ResponseParser::Parse(const char* body, size_t length, bool padded, PutRecordsResult& result,
                            Aws::String& errorMessage) {
+  if (padded && m_state->ReadInPlace(body, length, result)) return true;
   return m_state->ParseResult(body, length, padded, result, errorMessage);
 }
 bool ResponseParser::Parse(const char* body, size_t length, bool padded, GetShardIteratorResult& result,
