@@ -1,5 +1,7 @@
 #include "core/encoding.h"
 
+#include "core/base64_wide.h"
+
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -149,6 +151,10 @@ void AppendBase64(Aws::String& out, const unsigned char* data, size_t length) {
   char* target = &out[start];
   const auto& pairs = EncodeTable().pair;
   size_t i = 0;
+  if (WideBase64Available()) {
+    i = EncodeBase64Blocks(data, length, target);
+    target += i / 3 * 4;
+  }
   for (; i + 3 <= length; i += 3, target += 4) {
     const uint32_t group = (uint32_t{data[i]} << 16) | (uint32_t{data[i + 1]} << 8) | data[i + 2];
     std::memcpy(target, pairs[group >> 12], 2);
@@ -179,7 +185,13 @@ bool DecodeBase64(const char* text, size_t length, Aws::Utils::ByteBuffer& out) 
   // four-byte word whose spare byte the next group overwrites (the last group gives at least one).
   // Byte stores through `target` would make the compiler reload everything after each one.
   const size_t lastGroup = length - 4;
-  for (size_t i = 0; i < lastGroup; i += 4, target += 3) {
+  size_t i = 0;
+  if (WideBase64Available()) {
+    i = DecodeBase64Blocks(in, lastGroup, target);
+    if (i > lastGroup) return false;
+    target += i / 4 * 3;
+  }
+  for (; i < lastGroup; i += 4, target += 3) {
     const uint32_t triple = table.shifted[0][in[i]] | table.shifted[1][in[i + 1]] | table.shifted[2][in[i + 2]] |
                             table.shifted[3][in[i + 3]];
     if (triple & kInvalidBits) return false;
