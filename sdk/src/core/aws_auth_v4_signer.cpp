@@ -123,18 +123,23 @@ bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 void AppendCanonicalHeaderValue(Aws::String& out, const Aws::String& value) {
   const char* at = value.data();
   const char* const end = at + value.size();
-  const char* separator = "";
-  for (;;) {
+  for (bool first = true;; first = false) {
     while (at != end && IsBlank(*at)) ++at;
     if (at == end) return;
     const char* const word = at;
     while (at != end && !IsBlank(*at)) ++at;
-    out.append(separator).append(word, static_cast<size_t>(at - word));
-    separator = " ";
+    if (!first) out.push_back(' ');
+    out.append(word, static_cast<size_t>(at - word));
   }
 }
 
-char LowerCase(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+// std::tolower as the host's locale has it. No locale makes an ASCII character other than A-Z
+// upper case, so the rest (most of every name) skips the call.
+char LowerCase(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  if (byte < 0x80 && (byte < 'A' || byte > 'Z')) return c;
+  return static_cast<char>(std::tolower(byte));
+}
 
 bool IsUnsignedName(std::string_view lowerCaseName) {
   return lowerCaseName == "user-agent" || lowerCaseName == "x-amzn-trace-id" || lowerCaseName == kAuthorizationHeader;
