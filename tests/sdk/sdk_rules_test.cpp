@@ -111,6 +111,24 @@ TEST(SigV4Vectors, SigningKeyFollowsTheDate) {
     EXPECT_NE(yesterday, sign(fresh, day2));
 }
 
+// What the published vectors leave out: more headers than a small sort handles, capitals that would
+// order names differently from their lower-case forms, one name repeated far apart in three
+// spellings (its values join in the order sent). The signature is botocore's for the same request.
+TEST(SigV4Vectors, ManyMixedCaseHeadersWithARepeatedName) {
+    SignableRequest request{"GET", "/", "", {{"X-Dup", "first"}, {"Zulu", "z"}, {"yankee", "y"}, {"X-Ray", "x"},
+        {"whiskey", "w"}, {"Victor", "v"}, {"uniform", "u"}, {"Tango", "t"}, {"x-dup", " second  half "},
+        {"sierra", "s"}, {"Romeo", "r"}, {"quebec", "q"}, {"Papa", "p"}, {"oscar", "o"}, {"November", "n"},
+        {"mike", "m"}, {"Lima", "l"}, {"X-DUP", "third"}, {"Host", "example.amazonaws.com"}}, SigV4::HashPayload("", 0)};
+    const Aws::Auth::AWSCredentials keys("AKIDEXAMPLE", "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY");
+    Aws::Client::AWSAuthV4Signer(keys, "service", "us-east-1").SignRequest(request, Aws::Utils::DateTime(int64_t{1440938160000}), false);
+    EXPECT_NE(SigV4::CanonicalRequest(request).find("\nwhiskey:w\nx-amz-date:20150830T123600Z\nx-dup:first,second half,third\n"),
+              std::string::npos);
+    EXPECT_EQ(header(request, "authorization"),
+              "AWS4-HMAC-SHA256 Credential=AKIDEXAMPLE/20150830/us-east-1/service/aws4_request, SignedHeaders=host;lima;"
+              "mike;november;oscar;papa;quebec;romeo;sierra;tango;uniform;victor;whiskey;x-amz-date;x-dup;x-ray;yankee;"
+              "zulu, Signature=42deec775294df5a6ea184fcdf82841f3f4859d6da00bd016ee934bb2f03eb37");
+}
+
 using Aws::Utils::DateTime;
 
 // "year-month-day-weekday" as the UTC getters give them (month and weekday zero-based).

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cctype>
 #include <mutex>
+#include <string_view>
 
 namespace Aws {
 namespace Client {
@@ -81,11 +82,12 @@ Aws::String NormalizePath(const Aws::String& path) {
   return normalized;
 }
 
-Aws::String CanonicalUri(const Aws::String& path, bool normalizePath) {
-  const Aws::String source = path.empty() ? Aws::String("/") : (normalizePath ? NormalizePath(path) : path);
-  Aws::String encoded;
-  AppendUriEncoded(encoded, source, true);
-  return encoded;
+void AppendCanonicalUri(Aws::String& out, const Aws::String& path, bool normalizePath) {
+  if (path.empty()) {
+    out.push_back('/');
+  } else {
+    AppendUriEncoded(out, normalizePath ? NormalizePath(path) : path, true);
+  }
 }
 
 Aws::String CanonicalQuery(const Aws::String& query) {
@@ -114,74 +116,169 @@ Aws::String CanonicalQuery(const Aws::String& query) {
   return canonical;
 }
 
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
 // Appends the value trimmed, with every run of blanks (including folded line breaks) reduced
-// to one space.
+// to one space. A run of other characters goes in with one append.
 void AppendCanonicalHeaderValue(Aws::String& out, const Aws::String& value) {
-  const size_t start = out.size();
-  bool pendingSpace = false;
-  for (char c : value) {
-    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') {
-      pendingSpace = out.size() > start;
-      continue;
+  const char* at = value.data();
+  const char* const end = at + value.size();
+  for (bool first = true;; first = false) {
+    while (at != end && IsBlank(*at)) ++at;
+    if (at == end) return;
+    const char* const word = at;
+    while (at != end && !IsBlank(*at)) ++at;
+    if (!first) out.push_back(' ');
+    out.append(word, static_cast<size_t>(at - word));
+  }
+}
+
+// std::tolower as the host's locale has it. No locale makes an ASCII character other than A-Z
+// upper case, so the rest (most of every name) skips the call.
+char LowerCase(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  if (byte < 0x80 && (byte < 'A' || byte > 'Z')) return c;
+  return static_cast<char>(std::tolower(byte));
+}
+
+bool IsUnsignedName(std::string_view lowerCaseName) {
+  return lowerCaseName == "user-agent" || lowerCaseName == "x-amzn-trace-id" || lowerCaseName == kAuthorizationHeader;
+}
+
+using HeaderList = decltype(SignableRequest::headers);
+
+// The signed headers in canonical order, without copying a value: the lower-cased names share
+// one buffer, and the entries are sorted by name stably, so a repeated name keeps its values
+// in the order they are sent (they are joined in that order).
+class CanonicalHeaders {
+ public:
+  explicit CanonicalHeaders(const HeaderList& headers) : m_headers(headers) {
+    size_t namesLength = 0;
+    for (const auto& header : headers) namesLength += header.first.size();
+    m_names.resize(namesLength);
+    m_entries.reserve(headers.size());
+    size_t namesEnd = 0;
+    for (size_t index = 0; index < headers.size(); ++index) namesEnd = AddIfSigned(index, namesEnd);
+    SortByName();
+  }
+
+  // "name:value\n" for each name once, the values of a repeated name joined by ','.
+  void AppendLines(Aws::String& out) const {
+    for (size_t i = 0; i < m_entries.size(); ++i) {
+      if (RepeatsPrevious(i)) {
+        out.push_back(',');
+      } else {
+        if (i > 0) out.push_back('\n');
+        out.append(Name(i)).push_back(':');
+      }
+      AppendCanonicalHeaderValue(out, m_headers[m_entries[i].header].second);
     }
-    if (pendingSpace) out.push_back(' ');
-    pendingSpace = false;
-    out.push_back(c);
+    if (!m_entries.empty()) out.push_back('\n');
   }
-}
 
-Aws::String LowerCased(const Aws::String& text) {
-  Aws::String lower(text.size(), '\0');
-  for (size_t i = 0; i < text.size(); ++i) {
-    lower[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
-  }
-  return lower;
-}
-
-// Signed headers in canonical order: lower-cased name -> values joined by ','.
-Aws::Vector<std::pair<Aws::String, Aws::String>> CanonicalHeaderList(const SignableRequest& request) {
-  Aws::Vector<std::pair<Aws::String, Aws::String>> merged;
-  merged.reserve(request.headers.size());
-  for (const auto& header : request.headers) {
-    Aws::String name = LowerCased(header.first);
-    if (SigV4::IsUnsignedHeader(name)) continue;
-    auto existing = std::find_if(merged.begin(), merged.end(), [&](const auto& h) { return h.first == name; });
-    if (existing == merged.end()) {
-      merged.emplace_back(std::move(name), Aws::String());
-      existing = merged.end() - 1;
-    } else {
-      existing->second.push_back(',');
+  // "name1;name2;...", each name once. An empty name (first, if present) adds no separator.
+  void AppendNames(Aws::String& out) const {
+    const size_t start = out.size();
+    for (size_t i = 0; i < m_entries.size(); ++i) {
+      if (RepeatsPrevious(i)) continue;
+      if (out.size() > start) out.push_back(';');
+      out.append(Name(i));
     }
-    AppendCanonicalHeaderValue(existing->second, header.second);
   }
-  // Names are unique once merged, so any sort gives the one canonical order.
-  std::sort(merged.begin(), merged.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  return merged;
-}
 
-// The canonical request, and the signed-header list it contains.
-Aws::String BuildCanonicalRequest(const SignableRequest& request, bool normalizePath, Aws::String& signedHeaders) {
-  const auto headers = CanonicalHeaderList(request);
+  // At least the length AppendNames adds.
+  size_t NamesLengthBound() const { return m_names.size() + m_entries.size(); }
+
+ private:
+  struct Entry {
+    size_t nameOffset;
+    size_t nameLength;
+    size_t header;  // index in the request's headers
+  };
+
+  // Lower-cases the header's name at `offset` in the names buffer and returns where the next
+  // name goes: after it when the header is signed, at the same place when not.
+  size_t AddIfSigned(size_t header, size_t offset) {
+    const Aws::String& name = m_headers[header].first;
+    std::transform(name.begin(), name.end(), &m_names[offset], LowerCase);
+    const Entry entry{offset, name.size(), header};
+    if (IsUnsignedName(NameOf(entry))) return offset;
+    m_entries.push_back(entry);
+    return offset + name.size();
+  }
+
+  // Insertion sort: a request carries a handful of headers, and it keeps equal names in order.
+  void SortByName() {
+    for (size_t i = 1; i < m_entries.size(); ++i) {
+      const Entry moving = m_entries[i];
+      const std::string_view name = NameOf(moving);
+      size_t j = i;
+      for (; j > 0 && name < NameOf(m_entries[j - 1]); --j) m_entries[j] = m_entries[j - 1];
+      m_entries[j] = moving;
+    }
+  }
+
+  std::string_view NameOf(const Entry& entry) const {
+    return std::string_view(m_names.data() + entry.nameOffset, entry.nameLength);
+  }
+  std::string_view Name(size_t i) const { return NameOf(m_entries[i]); }
+  bool RepeatsPrevious(size_t i) const { return i > 0 && Name(i) == Name(i - 1); }
+
+  const HeaderList& m_headers;
+  Aws::String m_names;  // sized for every header's name; signed names packed at its start
+  Aws::Vector<Entry> m_entries;
+};
+
+Aws::String BuildCanonicalRequest(const SignableRequest& request, bool normalizePath,
+                                  const CanonicalHeaders& headers) {
   Aws::String canonical;
   canonical.reserve(1024);
   canonical.append(request.method).push_back('\n');
-  canonical.append(CanonicalUri(request.path, normalizePath)).push_back('\n');
+  AppendCanonicalUri(canonical, request.path, normalizePath);
+  canonical.push_back('\n');
   canonical.append(CanonicalQuery(request.query)).push_back('\n');
-  signedHeaders.clear();
-  for (const auto& header : headers) {
-    canonical.append(header.first).append(1, ':').append(header.second).push_back('\n');
-    if (!signedHeaders.empty()) signedHeaders += ';';
-    signedHeaders += header.first;
-  }
-  canonical.append(1, '\n').append(signedHeaders).append(1, '\n').append(request.payloadHash);
+  headers.AppendLines(canonical);
+  canonical.push_back('\n');
+  headers.AppendNames(canonical);
+  canonical.push_back('\n');
+  canonical.append(request.payloadHash);
   return canonical;
+}
+
+Aws::String StringToSignFromHash(const Internal::Sha256Digest& canonicalRequestHash, const Aws::String& amzDate,
+                                 const Aws::String& credentialScope) {
+  const size_t hexLength = 2 * canonicalRequestHash.size();
+  Aws::String text;
+  // sizeof counts the algorithm's terminator: with the 2 it makes room for the three line breaks.
+  text.reserve(sizeof SigV4::kAlgorithm + amzDate.size() + credentialScope.size() + hexLength + 2);
+  text.append(SigV4::kAlgorithm).append(1, '\n').append(amzDate).append(1, '\n');
+  text.append(credentialScope).append(1, '\n');
+  Internal::AppendHex(text, canonicalRequestHash.data(), canonicalRequestHash.size());
+  return text;
+}
+
+// "AWS4-HMAC-SHA256 Credential=<key id>/<scope>, SignedHeaders=<names>, Signature=<hex>"
+Aws::String AuthorizationValue(const Aws::String& accessKeyId, const Aws::String& scope,
+                               const CanonicalHeaders& headers, const Internal::Sha256Digest& signature) {
+  static constexpr char kCredential[] = " Credential=";
+  static constexpr char kSignedHeaders[] = ", SignedHeaders=";
+  static constexpr char kSignature[] = ", Signature=";
+  Aws::String value;
+  value.reserve(sizeof SigV4::kAlgorithm + sizeof kCredential + accessKeyId.size() + 1 + scope.size() +
+                sizeof kSignedHeaders + headers.NamesLengthBound() + sizeof kSignature + 2 * signature.size());
+  value.append(SigV4::kAlgorithm).append(kCredential).append(accessKeyId).append(1, '/').append(scope);
+  value.append(kSignedHeaders);
+  headers.AppendNames(value);
+  value.append(kSignature);
+  Internal::AppendHex(value, signature.data(), signature.size());
+  return value;
 }
 
 bool EqualsIgnoringCase(const Aws::String& text, const char* lowerCase) {
   const size_t length = std::char_traits<char>::length(lowerCase);
   if (text.size() != length) return false;
   for (size_t i = 0; i < length; ++i) {
-    if (std::tolower(static_cast<unsigned char>(text[i])) != lowerCase[i]) return false;
+    if (LowerCase(text[i]) != lowerCase[i]) return false;
   }
   return true;
 }
@@ -195,34 +292,29 @@ bool IsSigningHeader(const Aws::String& name) {
 
 namespace SigV4 {
 
-bool IsUnsignedHeader(const Aws::String& lowerCaseName) {
-  return lowerCaseName == "user-agent" || lowerCaseName == "x-amzn-trace-id" ||
-         lowerCaseName == kAuthorizationHeader;
-}
+bool IsUnsignedHeader(const Aws::String& lowerCaseName) { return IsUnsignedName(lowerCaseName); }
 
 Aws::String SignedHeaders(const SignableRequest& request) {
   Aws::String list;
-  for (const auto& header : CanonicalHeaderList(request)) {
-    if (!list.empty()) list += ';';
-    list += header.first;
-  }
+  CanonicalHeaders(request.headers).AppendNames(list);
   return list;
 }
 
 Aws::String CanonicalRequest(const SignableRequest& request, bool normalizePath) {
-  Aws::String signedHeaders;
-  return BuildCanonicalRequest(request, normalizePath, signedHeaders);
+  return BuildCanonicalRequest(request, normalizePath, CanonicalHeaders(request.headers));
 }
 
 Aws::String CredentialScope(const Aws::String& date, const Aws::String& region, const Aws::String& service) {
-  return date + "/" + region + "/" + service + "/" + kTerminator;
+  Aws::String scope;
+  scope.reserve(date.size() + region.size() + service.size() + sizeof kTerminator + 2);
+  scope.append(date).append(1, '/').append(region).append(1, '/').append(service).append(1, '/').append(kTerminator);
+  return scope;
 }
 
 Aws::String StringToSign(const Aws::String& canonicalRequest, const Aws::String& amzDate,
                          const Aws::String& credentialScope) {
-  const auto hash = Internal::Sha256(canonicalRequest.data(), canonicalRequest.size());
-  return Aws::String(kAlgorithm) + "\n" + amzDate + "\n" + credentialScope + "\n" +
-         Internal::HexEncode(hash.data(), hash.size());
+  return StringToSignFromHash(Internal::Sha256(canonicalRequest.data(), canonicalRequest.size()), amzDate,
+                              credentialScope);
 }
 
 SigningKey DeriveSigningKey(const Aws::String& secretKey, const Aws::String& date, const Aws::String& region,
@@ -252,17 +344,20 @@ Aws::String HashPayload(const void* data, size_t length) {
 
 }  // namespace SigV4
 
+// One day's signing key, prepared for HMAC. It never changes once made: signing threads use it
+// outside the cache's lock, and the last one to let go of an old day's key frees it.
+struct AWSAuthV4Signer::DailyKey {
+  DailyKey(const Aws::String& day, const SigningKey& key) : date(day), mac(key.data(), key.size()) {}
+
+  const Aws::String date;
+  const Internal::HmacSha256Key mac;
+};
+
 // The key depends only on the date once the secret, region and service are fixed.
 struct AWSAuthV4Signer::KeyCache {
   std::mutex mutex;
-  Aws::String date;
-  SigningKey key{};
+  std::shared_ptr<const DailyKey> current;  // guarded by mutex
   std::atomic<long long> clockSkewMs{0};
-
-  KeyCache() = default;
-  KeyCache(const KeyCache&) = delete;
-  KeyCache& operator=(const KeyCache&) = delete;
-  ~KeyCache() { Internal::Wipe(key); }
 };
 
 AWSAuthV4Signer::AWSAuthV4Signer(const Aws::Auth::AWSCredentials& credentials, const char* serviceName,
@@ -281,13 +376,14 @@ std::chrono::milliseconds AWSAuthV4Signer::GetClockSkew() const {
   return std::chrono::milliseconds(m_keyCache->clockSkewMs.load());
 }
 
-SigningKey AWSAuthV4Signer::CachedSigningKey(const Aws::String& date) const {
+std::shared_ptr<const AWSAuthV4Signer::DailyKey> AWSAuthV4Signer::CachedSigningKey(const Aws::String& date) const {
   std::lock_guard<std::mutex> lock(m_keyCache->mutex);
-  if (m_keyCache->date != date) {
-    m_keyCache->key = SigV4::DeriveSigningKey(m_credentials.GetAWSSecretKey(), date, m_region, m_serviceName);
-    m_keyCache->date = date;
+  if (m_keyCache->current == nullptr || m_keyCache->current->date != date) {
+    SigningKey key = SigV4::DeriveSigningKey(m_credentials.GetAWSSecretKey(), date, m_region, m_serviceName);
+    m_keyCache->current = std::make_shared<const DailyKey>(date, key);
+    Internal::Wipe(key);
   }
-  return m_keyCache->key;
+  return m_keyCache->current;
 }
 
 void AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::DateTime& signingTime,
@@ -304,15 +400,17 @@ void AWSAuthV4Signer::SignRequest(SignableRequest& request, const Aws::Utils::Da
   if (!m_credentials.GetSessionToken().empty()) headers.emplace_back(kSecurityTokenHeader, m_credentials.GetSessionToken());
   if (addContentSha256Header) headers.emplace_back(kContentSha256Header, request.payloadHash);
 
-  Aws::String signedHeaders;
+  const CanonicalHeaders signedHeaders(headers);
   const Aws::String canonicalRequest = BuildCanonicalRequest(request, m_normalizePath, signedHeaders);
   const Aws::String scope = SigV4::CredentialScope(date, m_region, m_serviceName);
-  SigningKey key = CachedSigningKey(date);
-  const Aws::String signature = SigV4::Signature(key, SigV4::StringToSign(canonicalRequest, amzDate, scope));
-  Internal::Wipe(key);
-  headers.emplace_back(kAuthorizationHeader, Aws::String(SigV4::kAlgorithm) + " Credential=" +
-                                                 m_credentials.GetAWSAccessKeyId() + "/" + scope +
-                                                 ", SignedHeaders=" + signedHeaders + ", Signature=" + signature);
+  // One context for the request's hash and both halves of its HMAC.
+  Internal::Sha256Context scratch;
+  const Aws::String stringToSign =
+      StringToSignFromHash(scratch.Digest(canonicalRequest.data(), canonicalRequest.size()), amzDate, scope);
+  const Internal::Sha256Digest signature =
+      CachedSigningKey(date)->mac.Mac(stringToSign.data(), stringToSign.size(), scratch);
+  Aws::String authorization = AuthorizationValue(m_credentials.GetAWSAccessKeyId(), scope, signedHeaders, signature);
+  headers.emplace_back(kAuthorizationHeader, std::move(authorization));
 }
 
 }  // namespace Client

@@ -19,8 +19,6 @@ namespace Internal {
 
 namespace {
 
-constexpr size_t kSha256BlockBytes = 64;
-
 // SHA-256 fetched from the provider once: OpenSSL 3's one-shot SHA256() and HMAC() look the
 // algorithm up by name on every call, which costs more than hashing a small request.
 class Sha256Algorithm {
@@ -40,16 +38,52 @@ const EVP_MD* Sha256Md() {
   return algorithm.Get();
 }
 
-// The digest of two byte ranges one after the other (the second may be empty).
-Sha256Digest Sha256OfParts(const void* first, size_t firstLength, const void* second, size_t secondLength) {
+constexpr unsigned char kInnerPad = 0x36;
+constexpr unsigned char kOuterPad = 0x5c;
+
+// The HMAC key as one block: zero-padded, or first hashed when longer than a block.
+Sha256Block PaddedKey(const void* key, size_t keyLength) {
+  Sha256Block block{};
+  if (keyLength > kSha256BlockBytes) {
+    Sha256Digest shortened = Sha256(key, keyLength);
+    std::memcpy(block.data(), shortened.data(), shortened.size());
+    Wipe(shortened);
+  } else if (keyLength > 0) {
+    std::memcpy(block.data(), key, keyLength);
+  }
+  return block;
+}
+
+// A SHA-256 state that has absorbed the key block xor-ed with `pad`; null if OpenSSL failed.
+DigestState AbsorbedPad(const Sha256Block& key, unsigned char pad) {
+  Sha256Block padded = key;
+  for (unsigned char& b : padded) b ^= pad;
+  DigestState state(EVP_MD_CTX_new());
+  if (state != nullptr && (EVP_DigestInit_ex2(state.get(), Sha256Md(), nullptr) != 1 ||
+                           EVP_DigestUpdate(state.get(), padded.data(), padded.size()) != 1)) {
+    state.reset();
+  }
+  Wipe(padded);
+  return state;
+}
+
+}  // namespace
+
+void DigestStateDeleter::operator()(EVP_MD_CTX* state) const { EVP_MD_CTX_free(state); }
+
+Sha256Context::Sha256Context() : m_state(EVP_MD_CTX_new()) {}
+
+Sha256Digest Sha256Context::Digest(const void* data, size_t length) { return DigestOfParts(data, length, nullptr, 0); }
+
+Sha256Digest Sha256Context::DigestOfParts(const void* first, size_t firstLength, const void* second,
+                                          size_t secondLength) {
   Sha256Digest digest;
-  EVP_MD_CTX* context = EVP_MD_CTX_new();
+  EVP_MD_CTX* const context = m_state.get();
   unsigned int digestLength = 0;
   const bool done = context != nullptr && EVP_DigestInit_ex2(context, Sha256Md(), nullptr) == 1 &&
                     EVP_DigestUpdate(context, first, firstLength) == 1 &&
                     EVP_DigestUpdate(context, second, secondLength) == 1 &&
                     EVP_DigestFinal_ex(context, digest.data(), &digestLength) == 1;
-  EVP_MD_CTX_free(context);
   if (!done) {
     // Only an allocation failure gets here; the one-shot path does its own.
     Aws::String joined(static_cast<const char*>(first), firstLength);
@@ -60,38 +94,61 @@ Sha256Digest Sha256OfParts(const void* first, size_t firstLength, const void* se
   return digest;
 }
 
-}  // namespace
+bool Sha256Context::DigestFrom(const EVP_MD_CTX& start, const void* data, size_t length, Sha256Digest& digest) {
+  unsigned int digestLength = 0;
+  return m_state != nullptr && EVP_MD_CTX_copy_ex(m_state.get(), &start) == 1 &&
+         EVP_DigestUpdate(m_state.get(), data, length) == 1 &&
+         EVP_DigestFinal_ex(m_state.get(), digest.data(), &digestLength) == 1;
+}
 
-Sha256Digest Sha256(const void* data, size_t length) { return Sha256OfParts(data, length, nullptr, 0); }
+Sha256Digest Sha256(const void* data, size_t length) { return Sha256Context().Digest(data, length); }
 
 void Wipe(void* data, size_t length) { OPENSSL_cleanse(data, length); }
 
 // RFC 2104 over the fetched digest: H((K ^ opad) || H((K ^ ipad) || data)).
 Sha256Digest HmacSha256(const void* key, size_t keyLength, const void* data, size_t length) {
-  unsigned char block[kSha256BlockBytes] = {};
-  if (keyLength > kSha256BlockBytes) {
-    const Sha256Digest shortened = Sha256(key, keyLength);
-    std::memcpy(block, shortened.data(), shortened.size());
-  } else if (keyLength > 0) {
-    std::memcpy(block, key, keyLength);
-  }
-  for (unsigned char& b : block) b ^= 0x36;
-  Sha256Digest inner = Sha256OfParts(block, sizeof block, data, length);
-  for (unsigned char& b : block) b ^= 0x36 ^ 0x5c;
-  const Sha256Digest mac = Sha256OfParts(block, sizeof block, inner.data(), inner.size());
-  Wipe(block, sizeof block);
+  Sha256Block block = PaddedKey(key, keyLength);
+  Sha256Context context;
+  for (unsigned char& b : block) b ^= kInnerPad;
+  Sha256Digest inner = context.DigestOfParts(block.data(), block.size(), data, length);
+  for (unsigned char& b : block) b ^= kInnerPad ^ kOuterPad;
+  const Sha256Digest mac = context.DigestOfParts(block.data(), block.size(), inner.data(), inner.size());
+  Wipe(block);
   Wipe(inner);
   return mac;
 }
 
+HmacSha256Key::HmacSha256Key(const void* key, size_t keyLength)
+    : m_block(PaddedKey(key, keyLength)),
+      m_inner(AbsorbedPad(m_block, kInnerPad)),
+      m_outer(AbsorbedPad(m_block, kOuterPad)) {}
+
+HmacSha256Key::~HmacSha256Key() { Wipe(m_block); }
+
+Sha256Digest HmacSha256Key::Mac(const void* data, size_t length, Sha256Context& scratch) const {
+  Sha256Digest inner, mac;
+  const bool done = m_inner != nullptr && m_outer != nullptr && scratch.DigestFrom(*m_inner, data, length, inner) &&
+                    scratch.DigestFrom(*m_outer, inner.data(), inner.size(), mac);
+  Wipe(inner);
+  // A block-long key gives the same MAC as the key it was padded from.
+  return done ? mac : HmacSha256(m_block.data(), m_block.size(), data, length);
+}
+
 Aws::String HexEncode(const unsigned char* data, size_t length) {
+  Aws::String hex;
+  AppendHex(hex, data, length);
+  return hex;
+}
+
+void AppendHex(Aws::String& out, const unsigned char* data, size_t length) {
   static constexpr char kDigits[] = "0123456789abcdef";
-  Aws::String hex(length * 2, '\0');
+  const size_t start = out.size();
+  out.resize(start + length * 2);
+  char* const hex = &out[start];
   for (size_t i = 0; i < length; ++i) {
     hex[2 * i] = kDigits[data[i] >> 4];
     hex[2 * i + 1] = kDigits[data[i] & 0x0f];
   }
-  return hex;
 }
 
 namespace {

@@ -81,7 +81,8 @@ class AWSAuthV4Signer {
   std::chrono::milliseconds GetClockSkew() const;
 
  private:
-  SigningKey CachedSigningKey(const Aws::String& date) const;
+  struct DailyKey;
+  std::shared_ptr<const DailyKey> CachedSigningKey(const Aws::String& date) const;
 
   struct KeyCache;
   Aws::Auth::AWSCredentials m_credentials;
