@@ -138,7 +138,8 @@ if node -e 'require("aws-kinesis-agg")' 2>/dev/null; then
       {partitionKey: "pk-a", data: Buffer.from("gamma")}], (r, done) => { fs.writeFileSync(process.argv[1], r.data); done(); }, () => {},
       (e) => { console.error(e); process.exit(1); });' "$work/agg"
   head -c 300 "$work/agg" >"$work/agg-broken"
-  for file in agg agg-broken; do awscli put-record --stream-name "$s" --partition-key pk-a --data "fileb://$work/$file" >/dev/null; done
+  for file in agg agg-broken; do awscli put-record --stream-name "$s" --partition-key pk-a --data "fileb://$work/$file" \
+    --query SequenceNumber --output text >>"$work/agg-sequences"; done
   row "KPL: user records as JSON" 0 "*" "" "" -C -s "$s" -e -J
   check "KPL: keys, sub-sequence numbers and bytes exact; a broken record whole" "$(node -e 'const fs = require("fs");
     const got = fs.readFileSync(process.argv[1], "utf8").trim().split("\n").map(JSON.parse).map((r) => [r.partitionKey, r.subSequenceNumber,
@@ -147,6 +148,8 @@ if node -e 'require("aws-kinesis-agg")' 2>/dev/null; then
       .map(([k, n, d]) => [k, n, Buffer.from(d).toString("hex")].join(" "));
     console.log(JSON.stringify(got) === JSON.stringify(want) ? "same" : JSON.stringify(got));' "$work/out" "$work/agg-broken")" same
   row "KPL: --raw keeps them whole" 0 "$(wc -c <"$work/agg") pk-a\n300 pk-a\n" "" "" -C -s "$s" -e --raw -f '%S %k\n'
+  row "KPL: -G gives every user record of its sequence number, and no more" 0 "pk-a 5\npk-b 256\npk-a 5\n" "" "" \
+    -G -s "$s" -p shardId-000000000000 -q "$(head -1 "$work/agg-sequences")" -f '%k %S\n'
 else
   echo "NOT RUN: the KPL rows (no aws-kinesis-agg in node_modules: npm ci)"
 fi

@@ -33,7 +33,7 @@ Modes
                        rxkcat -C -s orders -p shardId-000000000000 -c 10 \
                               -o after:49590338271490256608559692538361571095921575989136588898
                        rxkcat -C -s orders -o ts:2026-01-01T00:00:00Z -f '%p %o %k %T %s\n' -e
-  -G                 Get one record by its sequence number.
+  -G                 Get one record by its sequence number (an aggregated one as all its user records).
                        rxkcat -G -s orders -p shardId-000000000000 -q 49590338271490256608559692538361571095921575989136588898
   -N                 Create a stream (-n shards, default 1) and wait until it lists its shards.
                        rxkcat -N -s orders -n 4
