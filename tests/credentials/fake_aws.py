@@ -3,7 +3,8 @@
 #   fake_aws.py serve            serves on 127.0.0.1 (free port, printed first) until killed:
 #     STS       POST form Action=AssumeRole (signed) / AssumeRoleWithWebIdentity; a RoleArn that
 #               contains "denied" is refused with AccessDenied.
-#     IMDSv2    PUT /latest/api/token, GET /latest/meta-data/iam/security-credentials/[role]
+#     IMDSv2    PUT /latest/api/token, GET /latest/meta-data/iam/security-credentials/[role];
+#               under /imds-<status>/ an IMDSv1-only service that refuses the PUT with <status>
 #     container GET /container/<token>[?ttl=S]: the Authorization header must equal <token>
 #               ("open": none needed); with ttl, fresh credentials per fetch, valid S seconds.
 #     Kinesis   POST with X-Amz-Target: every request is re-signed with botocore for the
@@ -53,14 +54,20 @@ class Handler(BaseHTTPRequestHandler):
         self.end_headers()
         self.wfile.write(data)
 
-    def do_PUT(self):  # IMDSv2 session token
+    def do_PUT(self):  # IMDSv2 session token; under /imds-<status>/ the PUT is refused with that status
+        refused = re.match(r"/imds-(\d+)/", self.path)
+        if refused:
+            return self.answer(int(refused.group(1)), "")
         ok = self.path == "/latest/api/token" and self.headers.get("X-aws-ec2-metadata-token-ttl-seconds")
         self.answer(200 if ok else 400, IMDS_TOKEN if ok else "")
 
     def do_GET(self):
         url = urllib.parse.urlparse(self.path)
+        v1_only = re.match(r"/imds-\d+(/.*)", url.path)  # IMDSv1: no token asked
+        if v1_only:
+            url = url._replace(path=v1_only.group(1))
         if url.path.startswith("/latest/meta-data/iam/security-credentials/"):
-            if self.headers.get("X-aws-ec2-metadata-token") != IMDS_TOKEN:
+            if not v1_only and self.headers.get("X-aws-ec2-metadata-token") != IMDS_TOKEN:
                 return self.answer(401, "")
             role = url.path.rsplit("/", 1)[1]
             return self.answer(200, as_json(issue("imds")) if role else "role-imds")

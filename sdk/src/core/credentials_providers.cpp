@@ -161,13 +161,14 @@ AWSCredentials InstanceProfileCredentialsProvider::Load(Aws::String& reason) {
   request.headers = {{"x-aws-ec2-metadata-token-ttl-seconds", kImdsTokenTtl}};
   request.timeoutMs = kMetadataTimeoutMs;
   const Internal::CredentialsHttpResponse tokenAnswer = Internal::SendCredentialsRequest(request);
-  if (!tokenAnswer.transportError.empty() || tokenAnswer.status == 403) {
+  // No answer, or 400 (the request itself is wrong), ends here as it does for the SDK and the
+  // CLI; any other refusal of the PUT (403, 404, 405, ...) means an IMDSv1-only service.
+  if (!tokenAnswer.transportError.empty() || tokenAnswer.status == 400) {
     reason = where + "session token " + tokenAnswer.Problem();
     return {};
   }
   request.method = "GET";
   request.headers.clear();
-  // Without a token the service is IMDSv1-only (404/405 to the PUT): ask without one.
   if (tokenAnswer.Succeeded()) request.headers = {{"x-aws-ec2-metadata-token", tokenAnswer.body}};
   request.url = endpoint + kImdsRolePath;
   const Internal::CredentialsHttpResponse roleAnswer = Internal::SendCredentialsRequest(request);
