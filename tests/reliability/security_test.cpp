@@ -9,13 +9,16 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <optional>
 
 namespace rxk::test {
 namespace {
 
-// Catches: certificate verification off, which lets anyone on the path read and forge records.
+// Catches: certificate verification off, which lets anyone on the path read and forge records,
+// and an authority the host names in AWS_CA_BUNDLE ignored where it should count (the chain
+// mode, as for the CLI) or counted where it shouldn't (the default mode, as always).
 // The server answers any request as a successful PutRecord: only a refused connection fails.
-TEST(Security, UntrustedCertificateIsRefusedBeforeAnyRequest) {
+TEST(Security, CertificatesAreVerifiedAgainstTheTrustedAuthorities) {
     const std::string dir = "/tmp/rxk-tls-" + std::to_string(getpid());
     const std::string make = "mkdir -p " + dir + " && openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 "
                              "-addext subjectAltName=IP:127.0.0.1 -keyout " + dir + "/key.pem -out " + dir + "/cert.pem >/dev/null 2>&1";
@@ -24,16 +27,29 @@ TEST(Security, UntrustedCertificateIsRefusedBeforeAnyRequest) {
                         "const s = require('https').createServer({key: fs.readFileSync(dir + '/key.pem'), cert: fs.readFileSync(dir + '/cert.pem')},"
                         "  (q, r) => r.end('{\"ShardId\":\"shardId-000000000000\",\"SequenceNumber\":\"1\"}'));"
                         "s.listen(0, '127.0.0.1', () => console.log('port=' + s.address().port));", dir}, "TLS server");
-    std::system(("rm -rf " + dir).c_str());
     Library& lib = sharedLibrary();
     lib.InititializeInterface();
     ServiceEnvironment environment("https://127.0.0.1:" + std::to_string(server.port()), ServiceEnvironment::SdkRetries::Off);
-    const int32_t id = lib.CreateClient("us-east-1", "AKIDTLS", "tls-secret");
-    EXPECT_EQ(lib.PutRecord(id, "tls", "pk", nullptr, "data", 4), RXK_ERROR);
-    char text[RXK_ERROR_TEXT_BYTES];
-    const std::string words = lib.GetErrorStr(id, text, sizeof text);
-    EXPECT_TRUE(words.find("SSL") != std::string::npos || words.find("certificate") != std::string::npos) << words;
-    lib.FreeClient(id);
+    const struct { const char* name; const char* credentials; bool bundle; int32_t result; } kRows[] = {
+        {"an unknown authority is refused before any request", "keys", false, RXK_ERROR},
+        {"the default mode leaves AWS_CA_BUNDLE alone", "keys", true, RXK_ERROR},
+        {"the chain mode trusts the AWS_CA_BUNDLE authority", "chain", true, RXK_OK},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.name);
+        EnvVar bundle("AWS_CA_BUNDLE", row.bundle ? std::optional<std::string>(dir + "/cert.pem") : std::nullopt);
+        ASSERT_EQ(lib.SetGlobalParam("credentials", row.credentials), 0);
+        const int32_t id = lib.CreateClient("us-east-1", "AKIDTLS", "tls-secret");
+        EXPECT_EQ(lib.PutRecord(id, "tls", "pk", nullptr, "data", 4), row.result);
+        if (row.result != RXK_OK) {
+            char text[RXK_ERROR_TEXT_BYTES];
+            const std::string words = lib.GetErrorStr(id, text, sizeof text);
+            EXPECT_TRUE(words.find("SSL") != std::string::npos || words.find("certificate") != std::string::npos) << words;
+        }
+        lib.FreeClient(id);
+    }
+    lib.SetGlobalParam("credentials", "keys");
+    std::system(("rm -rf " + dir).c_str());
 }
 
 // A request's members as sent: the stream, then shard and start position, then each record.
