@@ -1,6 +1,7 @@
 #include "json_record.h"
 
-#include <cstdint>
+#include <openssl/evp.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -67,16 +68,11 @@ void appendJsonString(const char* text, size_t size, std::string& out) {
 }
 
 void appendBase64(const char* data, size_t size, std::string& out) {
-    static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
-    for (size_t i = 0; i < size; i += 3) {
-        const uint32_t group = (uint32_t{bytes[i]} << 16) | (i + 1 < size ? uint32_t{bytes[i + 1]} << 8 : 0) |
-                               (i + 2 < size ? uint32_t{bytes[i + 2]} : 0);
-        out += kAlphabet[(group >> 18) & 63];
-        out += kAlphabet[(group >> 12) & 63];
-        out += i + 1 < size ? kAlphabet[(group >> 6) & 63] : '=';
-        out += i + 2 < size ? kAlphabet[group & 63] : '=';
-    }
+    const size_t start = out.size();
+    out.resize(start + 4 * ((size + 2) / 3) + 1);  // EVP_EncodeBlock ends with a NUL
+    const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[start]),
+                                        reinterpret_cast<const unsigned char*>(data), static_cast<int>(size));
+    out.resize(start + static_cast<size_t>(written));
 }
 
 void appendMember(const char* name, const std::string& value, std::string& out) {

@@ -54,10 +54,16 @@ Sha256Block PaddedKey(const void* key, size_t keyLength) {
   return block;
 }
 
-// A SHA-256 state that has absorbed the key block xor-ed with `pad`; null if OpenSSL failed.
-DigestState AbsorbedPad(const Sha256Block& key, unsigned char pad) {
+// The key block xor-ed with one of HMAC's pads.
+Sha256Block XoredWith(const Sha256Block& key, unsigned char pad) {
   Sha256Block padded = key;
   for (unsigned char& b : padded) b ^= pad;
+  return padded;
+}
+
+// A SHA-256 state that has absorbed the key block xor-ed with `pad`; null if OpenSSL failed.
+DigestState AbsorbedPad(const Sha256Block& key, unsigned char pad) {
+  Sha256Block padded = XoredWith(key, pad);
   DigestState state(EVP_MD_CTX_new());
   if (state != nullptr && (EVP_DigestInit_ex2(state.get(), Sha256Md(), nullptr) != 1 ||
                            EVP_DigestUpdate(state.get(), padded.data(), padded.size()) != 1)) {
@@ -108,12 +114,12 @@ void Wipe(void* data, size_t length) { OPENSSL_cleanse(data, length); }
 // RFC 2104 over the fetched digest: H((K ^ opad) || H((K ^ ipad) || data)).
 Sha256Digest HmacSha256(const void* key, size_t keyLength, const void* data, size_t length) {
   Sha256Block block = PaddedKey(key, keyLength);
+  Sha256Block innerBlock = XoredWith(block, kInnerPad);
+  Sha256Block outerBlock = XoredWith(block, kOuterPad);
   Sha256Context context;
-  for (unsigned char& b : block) b ^= kInnerPad;
-  Sha256Digest inner = context.DigestOfParts(block.data(), block.size(), data, length);
-  for (unsigned char& b : block) b ^= kInnerPad ^ kOuterPad;
-  const Sha256Digest mac = context.DigestOfParts(block.data(), block.size(), inner.data(), inner.size());
-  Wipe(block);
+  Sha256Digest inner = context.DigestOfParts(innerBlock.data(), innerBlock.size(), data, length);
+  const Sha256Digest mac = context.DigestOfParts(outerBlock.data(), outerBlock.size(), inner.data(), inner.size());
+  for (Sha256Block* secret : {&block, &innerBlock, &outerBlock}) Wipe(*secret);
   Wipe(inner);
   return mac;
 }

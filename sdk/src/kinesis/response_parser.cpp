@@ -204,22 +204,39 @@ void ReadRecord(const object& source, Record& record) {
   }
 }
 
+// The members of a PutRecords entry, all strings: the first string of each name wins, whether
+// the answer is read in place or in full.
+struct EntryMember {
+  std::string_view name;
+  bool (PutRecordsResultEntry::*hasBeenSet)() const;
+  void (PutRecordsResultEntry::*set)(Aws::String&&);
+};
+
+constexpr EntryMember kEntryMembers[] = {
+    {"SequenceNumber", &PutRecordsResultEntry::SequenceNumberHasBeenSet, &PutRecordsResultEntry::SetSequenceNumber},
+    {"ShardId", &PutRecordsResultEntry::ShardIdHasBeenSet, &PutRecordsResultEntry::SetShardId},
+    {"ErrorCode", &PutRecordsResultEntry::ErrorCodeHasBeenSet, &PutRecordsResultEntry::SetErrorCode},
+    {"ErrorMessage", &PutRecordsResultEntry::ErrorMessageHasBeenSet, &PutRecordsResultEntry::SetErrorMessage},
+};
+
+// The entry member `isNamed` picks out by name, or null.
+template <typename NamePredicate>
+const EntryMember* FindEntryMember(NamePredicate isNamed) {
+  for (const EntryMember& member : kEntryMembers) {
+    if (isNamed(member.name)) return &member;
+  }
+  return nullptr;
+}
+
 // One pass over the members, as for a record: an answer holds an entry per record sent.
 PutRecordsResultEntry ReadPutRecordsResultEntry(const object& source) {
   PutRecordsResultEntry entry;
   Aws::String text;
   for (const simdjson::dom::key_value_pair field : source) {
-    const element& value = field.value;
-    if (value.is_null()) continue;
-    const std::string_view key = field.key;
-    if (key == "SequenceNumber") {
-      if (!entry.SequenceNumberHasBeenSet() && StringOf(value, text)) entry.SetSequenceNumber(std::move(text));
-    } else if (key == "ShardId") {
-      if (!entry.ShardIdHasBeenSet() && StringOf(value, text)) entry.SetShardId(std::move(text));
-    } else if (key == "ErrorCode") {
-      if (!entry.ErrorCodeHasBeenSet() && StringOf(value, text)) entry.SetErrorCode(std::move(text));
-    } else if (key == "ErrorMessage") {
-      if (!entry.ErrorMessageHasBeenSet() && StringOf(value, text)) entry.SetErrorMessage(std::move(text));
+    if (field.value.is_null()) continue;
+    const EntryMember* member = FindEntryMember([&](std::string_view name) { return name == field.key; });
+    if (member != nullptr && !(entry.*member->hasBeenSet)() && StringOf(field.value, text)) {
+      (entry.*member->set)(std::move(text));
     }
   }
   return entry;
@@ -354,9 +371,10 @@ void FillResult(const object& root, DescribeStreamResult& result) {
 //
 // The two answers that grow with the records are read without building the parser's tree and its
 // copy of every string. A batch's payloads are decoded straight from the body, so the decoding is
-// the one copy of a record's bytes between the answer and the result. The walk visits every value, so that it refuses what the full parse
-// refuses; whatever it doesn't take on (an error, a root that isn't an object, child shards)
-// is left to the full parse, which then decides as it always has.
+// the one copy of a record's bytes between the answer and the result. The walk visits every
+// value, so that it refuses what the full parse refuses; whatever it doesn't take on (an error, a
+// root that isn't an object, child shards) is left to the full parse, which then decides as it
+// always has.
 
 namespace ondemand = simdjson::ondemand;
 using simdjson::error_code;
@@ -604,34 +622,18 @@ error_code RecordsIn(ondemand::value value, size_t expected, GetRecordsResult& r
   return simdjson::SUCCESS;
 }
 
-// As ReadPutRecordsResultEntry: the first string of each name wins; anything else is visited.
-template <typename Setter>
-error_code FirstStringIn(const Field& member, bool alreadySet, Setter set) {
-  if (member.type != ondemand::json_type::string || alreadySet) return Visit(member.value, 4);
-  Aws::String text;
-  if (const error_code error = StringIn(member.value, text)) return error;
-  set(std::move(text));
-  return simdjson::SUCCESS;
-}
-
+// As ReadPutRecordsResultEntry; a member that isn't taken is visited.
 error_code PutRecordsEntryIn(ondemand::object source, PutRecordsResultEntry& entry) {
   for (auto item : source) {
     Field member;
     if (const error_code error = Open(std::move(item), member)) return error;
+    const EntryMember* known = FindEntryMember([&](std::string_view name) { return member.Is(name); });
     error_code error = simdjson::SUCCESS;
-    if (member.Is("SequenceNumber")) {
-      error = FirstStringIn(member, entry.SequenceNumberHasBeenSet(),
-                            [&](Aws::String&& text) { entry.SetSequenceNumber(std::move(text)); });
-    } else if (member.Is("ShardId")) {
-      error = FirstStringIn(member, entry.ShardIdHasBeenSet(),
-                            [&](Aws::String&& text) { entry.SetShardId(std::move(text)); });
-    } else if (member.Is("ErrorCode")) {
-      error = FirstStringIn(member, entry.ErrorCodeHasBeenSet(),
-                            [&](Aws::String&& text) { entry.SetErrorCode(std::move(text)); });
-    } else if (member.Is("ErrorMessage")) {
-      error = FirstStringIn(member, entry.ErrorMessageHasBeenSet(),
-                            [&](Aws::String&& text) { entry.SetErrorMessage(std::move(text)); });
-    } else if ((error = OtherName(member)) == simdjson::SUCCESS) {
+    if (known != nullptr && member.type == ondemand::json_type::string && !(entry.*known->hasBeenSet)()) {
+      Aws::String text;
+      error = StringIn(member.value, text);
+      if (!error) (entry.*known->set)(std::move(text));
+    } else if (known != nullptr || (error = OtherName(member)) == simdjson::SUCCESS) {
       error = Visit(member.value, 4);
     }
     if (error) return error;
